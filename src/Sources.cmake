@@ -1,0 +1,40 @@
+# Library sources, listed by folder; adding a file here is a deliberate act.
+set(VELMAR_LUA_SRC ${CMAKE_CURRENT_LIST_DIR})
+
+set(VELMAR_LUA_SUPPORT_SOURCES
+    ${VELMAR_LUA_SRC}/support/FileErrors.cpp
+    ${VELMAR_LUA_SRC}/support/NumberFormat.cpp
+    ${VELMAR_LUA_SRC}/support/Regex.cpp
+    ${VELMAR_LUA_SRC}/support/StackGuard.cpp
+    ${VELMAR_LUA_SRC}/support/SystemServices.cpp
+)
+
+set(VELMAR_LUA_HOST_SOURCES
+    ${VELMAR_LUA_SRC}/host/Console.cpp
+    ${VELMAR_LUA_SRC}/host/DesktopHost.cpp
+    ${VELMAR_LUA_SRC}/host/FileLayer.cpp
+    ${VELMAR_LUA_SRC}/host/FileStream.cpp
+    ${VELMAR_LUA_SRC}/host/ProgramInterface.cpp
+)
+
+set(VELMAR_LUA_FRONTEND_SOURCES
+)
+
+set(VELMAR_LUA_RUNTIME_SOURCES
+)
+
+set(VELMAR_LUA_STDLIB_SOURCES
+    ${VELMAR_LUA_SRC}/stdlib/PatternMatch.cpp
+)
+
+set(VELMAR_LUA_API_SOURCES
+)
+
+set(VELMAR_LUA_SOURCES
+    ${VELMAR_LUA_SUPPORT_SOURCES}
+    ${VELMAR_LUA_HOST_SOURCES}
+    ${VELMAR_LUA_FRONTEND_SOURCES}
+    ${VELMAR_LUA_RUNTIME_SOURCES}
+    ${VELMAR_LUA_STDLIB_SOURCES}
+    ${VELMAR_LUA_API_SOURCES}
+)
