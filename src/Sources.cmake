@@ -18,9 +18,17 @@ set(VELMAR_LUA_HOST_SOURCES
 )
 
 set(VELMAR_LUA_FRONTEND_SOURCES
+    ${VELMAR_LUA_SRC}/frontend/Compiler.cpp
+    ${VELMAR_LUA_SRC}/frontend/GlobalSlots.cpp
+    ${VELMAR_LUA_SRC}/frontend/Lexer.cpp
+    ${VELMAR_LUA_SRC}/frontend/Parser.cpp
+    ${VELMAR_LUA_SRC}/frontend/Resolver.cpp
 )
 
 set(VELMAR_LUA_RUNTIME_SOURCES
+    ${VELMAR_LUA_SRC}/runtime/Iterator.cpp
+    ${VELMAR_LUA_SRC}/runtime/Table.cpp
+    ${VELMAR_LUA_SRC}/runtime/Value.cpp
 )
 
 set(VELMAR_LUA_STDLIB_SOURCES

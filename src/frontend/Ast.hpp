@@ -1,0 +1,312 @@
+// Syntax tree nodes: statements and expressions, each with a kind tag and its source line.
+#pragma once
+
+#include "frontend/Token.hpp"
+#include "runtime/Value.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace velmar::lua
+{
+
+enum class StmtKind : std::uint32_t
+{
+    Expression,
+    Assignment,
+    FunctionDeclaration,
+    If,
+    While,
+    NumericFor,
+    GenericFor,
+    Return,
+    Break,
+};
+
+enum class ExprKind : std::uint32_t
+{
+    Literal,
+    Variable,
+    Unary,
+    Binary,
+    Table,
+    Field,
+    Index,
+    Call,
+    Function,
+};
+
+struct Expr;
+struct Stmt;
+struct FunctionExpr;
+using ExprPtr = std::shared_ptr<Expr>;
+using StmtPtr = std::shared_ptr<Stmt>;
+using StmtList = std::vector<StmtPtr>;
+
+struct Stmt
+{
+    Stmt(StmtKind kind, std::uint32_t line) : kind(kind), line(line) {}
+    virtual ~Stmt() = default;
+    StmtKind kind;
+    std::uint32_t line;
+};
+
+struct Expr
+{
+    Expr(ExprKind kind, std::uint32_t line) : kind(kind), line(line) {}
+    virtual ~Expr() = default;
+    ExprKind kind;
+    std::uint32_t line;
+};
+
+// Checked down-cast by kind tag: the node as T, or empty when it is of another class.
+template <typename T> std::shared_ptr<T> asExpr(const ExprPtr& expr)
+{
+    return expr && expr->kind == T::kKind ? std::static_pointer_cast<T>(expr) : nullptr;
+}
+template <typename T> std::shared_ptr<T> asStmt(const StmtPtr& stmt)
+{
+    return stmt && stmt->kind == T::kKind ? std::static_pointer_cast<T>(stmt) : nullptr;
+}
+
+// ---- Expressions ----
+
+struct LiteralExpr : Expr
+{
+    static constexpr ExprKind kKind = ExprKind::Literal;
+    LiteralExpr(Value value, std::uint32_t line) : Expr(kKind, line), value(std::move(value)) {}
+    Value value;
+};
+
+struct VariableExpr : Expr
+{
+    static constexpr ExprKind kKind = ExprKind::Variable;
+    VariableExpr(std::string name, std::uint32_t line) : Expr(kKind, line), name(std::move(name)) {}
+    std::string name;
+    std::int32_t depth = -1; // -1: not a local
+    std::size_t slot = 0;
+    bool hasGlobalSlot = false;
+    std::size_t globalSlot = 0;
+};
+
+struct UnaryExpr : Expr
+{
+    static constexpr ExprKind kKind = ExprKind::Unary;
+    UnaryExpr(TokenKind op, ExprPtr operand, std::uint32_t line) : Expr(kKind, line), op(op), operand(std::move(operand))
+    {
+    }
+    TokenKind op;
+    ExprPtr operand;
+};
+
+struct BinaryExpr : Expr
+{
+    static constexpr ExprKind kKind = ExprKind::Binary;
+    BinaryExpr(ExprPtr left, TokenKind op, ExprPtr right, std::uint32_t line)
+        : Expr(kKind, line), left(std::move(left)), op(op), right(std::move(right))
+    {
+    }
+    ExprPtr left;
+    TokenKind op;
+    ExprPtr right;
+};
+
+struct TableExpr : Expr
+{
+    static constexpr ExprKind kKind = ExprKind::Table;
+    enum class FieldKind : std::uint8_t
+    {
+        Positional,
+        Named,
+        Keyed,
+    };
+    struct Field
+    {
+        FieldKind kind = FieldKind::Positional;
+        std::string name;
+        ExprPtr key;
+        ExprPtr value;
+        std::uint32_t line = 1;
+        Value nameKey; // evaluator-owned: the named field's key, made once
+    };
+    explicit TableExpr(std::uint32_t line) : Expr(kKind, line) {}
+    std::vector<Field> fields;
+};
+
+struct FieldExpr : Expr
+{
+    static constexpr ExprKind kKind = ExprKind::Field;
+    FieldExpr(ExprPtr object, std::string name, std::uint32_t line)
+        : Expr(kKind, line), object(std::move(object)), name(std::move(name))
+    {
+    }
+    ExprPtr object;
+    std::string name;
+    // Evaluator-owned lookup cache.
+    std::size_t cacheVersion = 0;
+    std::int64_t cacheIndex = -1;
+    Value cacheKey;
+};
+
+struct IndexExpr : Expr
+{
+    static constexpr ExprKind kKind = ExprKind::Index;
+    IndexExpr(ExprPtr object, ExprPtr index, std::uint32_t line)
+        : Expr(kKind, line), object(std::move(object)), index(std::move(index))
+    {
+    }
+    ExprPtr object;
+    ExprPtr index;
+    // Evaluator-owned lookup cache.
+    std::size_t cacheVersion = 0;
+    std::uint32_t cacheMisses = 1;
+    std::int64_t cacheIndex = -1;
+    std::string cacheText;
+    Value cacheKey;
+};
+
+struct CallExpr : Expr
+{
+    static constexpr ExprKind kKind = ExprKind::Call;
+    explicit CallExpr(std::uint32_t line) : Expr(kKind, line) {}
+    ExprPtr callee; // empty for a method call
+    std::vector<ExprPtr> arguments;
+    ExprPtr object; // receiver of a method call
+    std::string methodName;
+    Value methodKey; // evaluator-owned: the method name's key, made once
+};
+
+struct FunctionExpr : Expr
+{
+    static constexpr ExprKind kKind = ExprKind::Function;
+    explicit FunctionExpr(std::uint32_t line) : Expr(kKind, line) {}
+    std::vector<std::string> parameters;
+    StmtList body;
+    std::size_t slotCount = 0;
+    bool noFunctions = false;
+};
+
+// ---- Statements ----
+
+struct AssignTarget
+{
+    enum class Kind : std::uint8_t
+    {
+        Name,
+        Field,
+        Index,
+    };
+    Kind kind = Kind::Name;
+    std::string name;
+    ExprPtr object;
+    ExprPtr index;
+    std::uint32_t line = 1;
+    std::int32_t depth = -1;
+    std::size_t slot = 0;
+    bool hasGlobalSlot = false;
+    std::size_t globalSlot = 0;
+    Value nameKey; // evaluator-owned: the field name's key, made once
+};
+
+struct ExpressionStmt : Stmt
+{
+    static constexpr StmtKind kKind = StmtKind::Expression;
+    ExpressionStmt(ExprPtr expression, std::uint32_t line) : Stmt(kKind, line), expression(std::move(expression)) {}
+    ExprPtr expression;
+};
+
+struct AssignmentStmt : Stmt
+{
+    static constexpr StmtKind kKind = StmtKind::Assignment;
+    AssignmentStmt(bool isLocal, std::uint32_t line) : Stmt(kKind, line), isLocal(isLocal) {}
+    bool isLocal;
+    std::vector<AssignTarget> targets;
+    std::vector<ExprPtr> values;
+};
+
+struct FunctionDeclarationStmt : Stmt
+{
+    static constexpr StmtKind kKind = StmtKind::FunctionDeclaration;
+    FunctionDeclarationStmt(bool isLocal, AssignTarget target, std::shared_ptr<FunctionExpr> function,
+                            std::uint32_t line)
+        : Stmt(kKind, line), isLocal(isLocal), target(std::move(target)), function(std::move(function))
+    {
+    }
+    bool isLocal;
+    AssignTarget target;
+    std::shared_ptr<FunctionExpr> function;
+};
+
+struct IfStmt : Stmt
+{
+    static constexpr StmtKind kKind = StmtKind::If;
+    struct Branch
+    {
+        ExprPtr condition;
+        StmtList body;
+        std::size_t slotCount = 0;
+        bool noFunctions = false;
+    };
+    explicit IfStmt(std::uint32_t line) : Stmt(kKind, line) {}
+    std::vector<Branch> branches;
+    StmtList elseBody;
+    std::size_t elseSlotCount = 0;
+    bool elseNoFunctions = false;
+};
+
+struct WhileStmt : Stmt
+{
+    static constexpr StmtKind kKind = StmtKind::While;
+    WhileStmt(ExprPtr condition, StmtList body, std::uint32_t line)
+        : Stmt(kKind, line), condition(std::move(condition)), body(std::move(body))
+    {
+    }
+    ExprPtr condition;
+    StmtList body;
+    std::size_t slotCount = 0;
+    bool noFunctions = false;
+};
+
+struct NumericForStmt : Stmt
+{
+    static constexpr StmtKind kKind = StmtKind::NumericFor;
+    explicit NumericForStmt(std::uint32_t line) : Stmt(kKind, line) {}
+    std::string name;
+    ExprPtr start;
+    ExprPtr limit;
+    ExprPtr step; // empty when absent
+    StmtList body;
+    std::size_t slotCount = 0;
+    std::size_t variableSlot = 0;
+    bool noFunctions = false;
+};
+
+struct GenericForStmt : Stmt
+{
+    static constexpr StmtKind kKind = StmtKind::GenericFor;
+    explicit GenericForStmt(std::uint32_t line) : Stmt(kKind, line) {}
+    std::vector<std::string> names;
+    std::vector<ExprPtr> iterators;
+    StmtList body;
+    std::size_t slotCount = 0;
+    std::vector<std::size_t> variableSlots;
+    bool noFunctions = false;
+};
+
+struct ReturnStmt : Stmt
+{
+    static constexpr StmtKind kKind = StmtKind::Return;
+    explicit ReturnStmt(std::uint32_t line) : Stmt(kKind, line) {}
+    std::vector<ExprPtr> values;
+};
+
+struct BreakStmt : Stmt
+{
+    static constexpr StmtKind kKind = StmtKind::Break;
+    explicit BreakStmt(std::uint32_t line) : Stmt(kKind, line) {}
+};
+
+} // namespace velmar::lua

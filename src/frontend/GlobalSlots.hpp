@@ -1,0 +1,37 @@
+// The global slot table and the pass that binds every global name of a tree to its slot.
+#pragma once
+
+#include "frontend/Ast.hpp"
+#include "runtime/Value.hpp"
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace velmar::lua
+{
+
+struct StringHash
+{
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>{}(text); }
+};
+
+// Slots are handed out in order of first mention and never reused, for the life of an interpreter.
+struct GlobalSlotTable
+{
+    std::unordered_map<std::string, std::size_t, StringHash, std::equal_to<>> globalSlots;
+    std::vector<Value> globals;
+
+    // The slot of a global; a new name gets the next slot, holding nil.
+    std::size_t resolveGlobalSlot(std::string_view name);
+};
+
+// Gives every global reference (depth -1) of the tree its slot, creating slots on first mention.
+void bindGlobalSlots(GlobalSlotTable& table, const StmtList& statements);
+void bindGlobalSlots(GlobalSlotTable& table, const ExprPtr& expr);
+void bindGlobalSlots(GlobalSlotTable& table, FunctionExpr& function);
+
+} // namespace velmar::lua

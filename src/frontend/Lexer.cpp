@@ -1,0 +1,334 @@
+// The lexer: the whole chunk text to tokens in one pass, and failParse for every compile error.
+#include "frontend/Lexer.hpp"
+
+#include "support/Errors.hpp"
+
+#include <array>
+
+namespace velmar::lua
+{
+
+void failParse(const std::string& chunkName, std::uint32_t line, std::uint32_t column, std::string_view message)
+{
+    std::string text = chunkName;
+    text += ':';
+    text += std::to_string(line);
+    text += ':';
+    text += std::to_string(column);
+    text += ": ";
+    text += message;
+    throw zq::runtime_error(std::move(text));
+}
+
+namespace
+{
+
+bool isDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+bool isHexDigit(char c)
+{
+    return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+bool isNameStart(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+}
+
+bool isNamePart(char c)
+{
+    return isNameStart(c) || isDigit(c);
+}
+
+struct Keyword
+{
+    std::string_view spelling;
+    TokenKind kind;
+};
+
+constexpr std::array<Keyword, 19> kKeywords = {{
+    {"and", TokenKind::And},       {"break", TokenKind::Break},   {"do", TokenKind::Do},
+    {"else", TokenKind::Else},     {"elseif", TokenKind::ElseIf}, {"end", TokenKind::End},
+    {"false", TokenKind::False},   {"for", TokenKind::For},       {"function", TokenKind::Function},
+    {"if", TokenKind::If},         {"in", TokenKind::In},         {"local", TokenKind::Local},
+    {"nil", TokenKind::Nil},       {"not", TokenKind::Not},       {"or", TokenKind::Or},
+    {"return", TokenKind::Return}, {"then", TokenKind::Then},     {"true", TokenKind::True},
+    {"while", TokenKind::While},
+}};
+
+} // namespace
+
+int Lexer::advance()
+{
+    const char c = source_[position_++];
+    lastMatched_ = false;
+    if (c == '\n')
+    {
+        ++line_;
+        column_ = 1;
+    }
+    else
+    {
+        ++column_;
+    }
+    return static_cast<signed char>(c);
+}
+
+bool Lexer::match(char expected)
+{
+    if (!atEnd() && source_[position_] == expected)
+    {
+        advance();
+        lastMatched_ = true;
+        return true;
+    }
+    lastMatched_ = false;
+    return false;
+}
+
+void Lexer::skipBlanksAndComments()
+{
+    while (!atEnd())
+    {
+        const char c = peek();
+        if (c == ' ' || (c >= 9 && c <= 13))
+        {
+            advance();
+        }
+        else if (c == '-' && peekNext() == '-')
+        {
+            advance();
+            advance();
+            if (peek() == '[' && peekNext() == '[')
+            {
+                advance();
+                advance();
+                readLongString(line_, column_); // long comment: the body is dropped
+            }
+            else
+            {
+                while (!atEnd() && peek() != '\n')
+                {
+                    advance();
+                }
+            }
+        }
+        else
+        {
+            return;
+        }
+    }
+}
+
+std::string Lexer::readLongString(std::uint32_t line, std::uint32_t column)
+{
+    std::string body;
+    while (true)
+    {
+        if (atEnd())
+        {
+            failParse(chunkName_, line, column, "unterminated long string literal");
+        }
+        const char c = static_cast<char>(advance());
+        if (c == ']' && !atEnd() && peek() == ']')
+        {
+            advance();
+            return body;
+        }
+        body.push_back(c);
+    }
+}
+
+void Lexer::readQuotedString(char quote, Token& token)
+{
+    while (true)
+    {
+        if (atEnd())
+        {
+            failParse(chunkName_, token.line, token.column, "unterminated string literal");
+        }
+        const char c = static_cast<char>(advance());
+        if (c == quote)
+        {
+            return;
+        }
+        if (c != '\\')
+        {
+            token.text.push_back(c); // a raw line feed is ordinary content
+            continue;
+        }
+        if (atEnd())
+        {
+            failParse(chunkName_, token.line, token.column, "unterminated string escape");
+        }
+        const char escaped = static_cast<char>(advance());
+        switch (escaped)
+        {
+        case 'n': token.text.push_back('\n'); break;
+        case 't': token.text.push_back('\t'); break;
+        case 'r': token.text.push_back('\r'); break;
+        case '0': token.text.push_back('\0'); break; // only the one digit: "\065" is NUL then "65"
+        default: token.text.push_back(escaped); break;
+        }
+    }
+}
+
+void Lexer::readNumber(char first, Token& token)
+{
+    token.kind = TokenKind::Integer;
+    token.text.push_back(first);
+    if (first == '0' && (peek() == 'x' || peek() == 'X'))
+    {
+        token.text.push_back(static_cast<char>(advance()));
+        while (!atEnd() && isHexDigit(peek()))
+        {
+            token.text.push_back(static_cast<char>(advance()));
+        }
+        return;
+    }
+    while (!atEnd() && isDigit(peek()))
+    {
+        token.text.push_back(static_cast<char>(advance()));
+    }
+    if (peek() == '.' && isDigit(peekNext()))
+    {
+        token.kind = TokenKind::Number;
+        token.text.push_back(static_cast<char>(advance()));
+        while (!atEnd() && isDigit(peek()))
+        {
+            token.text.push_back(static_cast<char>(advance()));
+        }
+    }
+}
+
+void Lexer::readName(char first, Token& token)
+{
+    token.text.push_back(first);
+    while (!atEnd() && isNamePart(peek()))
+    {
+        token.text.push_back(static_cast<char>(advance()));
+    }
+    token.kind = TokenKind::Identifier;
+    for (const Keyword& keyword : kKeywords)
+    {
+        if (keyword.spelling == token.text)
+        {
+            token.kind = keyword.kind;
+            return;
+        }
+    }
+}
+
+std::vector<Token> Lexer::tokenize()
+{
+    std::vector<Token> tokens;
+    tokens.reserve(source_.size() / 4 + 1);
+    while (true)
+    {
+        skipBlanksAndComments();
+        Token token;
+        token.line = line_;
+        token.column = column_;
+        if (atEnd())
+        {
+            token.kind = TokenKind::EndOfFile;
+            tokens.push_back(std::move(token));
+            return tokens;
+        }
+        const char c = static_cast<char>(advance());
+        auto single = [&](TokenKind kind) {
+            token.kind = kind;
+            token.text.assign(1, c);
+        };
+        auto withEqual = [&](TokenKind plain, TokenKind equal) {
+            token.text.assign(1, c);
+            if (match('='))
+            {
+                token.text.push_back('=');
+                token.kind = equal;
+            }
+            else
+            {
+                token.kind = plain;
+            }
+        };
+        switch (c)
+        {
+        case '"':
+        case '\'':
+            token.kind = TokenKind::String;
+            readQuotedString(c, token);
+            break;
+        case '#': single(TokenKind::Hash); break;
+        case '%': single(TokenKind::Percent); break;
+        case '(': single(TokenKind::LeftParen); break;
+        case ')': single(TokenKind::RightParen); break;
+        case '*': single(TokenKind::Star); break;
+        case '+': single(TokenKind::Plus); break;
+        case ',': single(TokenKind::Comma); break;
+        case '-': single(TokenKind::Minus); break;
+        case '/': single(TokenKind::Slash); break;
+        case ':': single(TokenKind::Colon); break;
+        case ';': single(TokenKind::Semicolon); break;
+        case ']': single(TokenKind::RightBracket); break;
+        case '{': single(TokenKind::LeftBrace); break;
+        case '}': single(TokenKind::RightBrace); break;
+        case '.':
+            if (match('.'))
+            {
+                token.kind = TokenKind::DotDot;
+                token.text = "..";
+            }
+            else
+            {
+                single(TokenKind::Dot);
+            }
+            break;
+        case '<': withEqual(TokenKind::Less, TokenKind::LessEqual); break;
+        case '=': withEqual(TokenKind::Assign, TokenKind::Equal); break;
+        case '>': withEqual(TokenKind::Greater, TokenKind::GreaterEqual); break;
+        case '~':
+            if (!match('='))
+            {
+                failParse(chunkName_, token.line, token.column, "unexpected '~'");
+            }
+            token.kind = TokenKind::NotEqual;
+            token.text = "~=";
+            break;
+        case '[':
+            if (match('['))
+            {
+                token.kind = TokenKind::String;
+                token.text = readLongString(token.line, token.column);
+            }
+            else
+            {
+                single(TokenKind::LeftBracket);
+            }
+            break;
+        default:
+            if (isDigit(c))
+            {
+                readNumber(c, token);
+            }
+            else if (isNameStart(c))
+            {
+                readName(c, token);
+            }
+            else
+            {
+                std::string message = "unexpected character '";
+                message.push_back(c);
+                message.push_back('\'');
+                failParse(chunkName_, token.line, token.column, message);
+            }
+            break;
+        }
+        tokens.push_back(std::move(token));
+    }
+}
+
+} // namespace velmar::lua

@@ -1,0 +1,638 @@
+// Recursive-descent parser: the token vector of one chunk to its statement list.
+#include "frontend/Parser.hpp"
+
+#include "frontend/Lexer.hpp"
+#include "support/StackGuard.hpp"
+
+#include <charconv>
+#include <cstdlib>
+
+namespace velmar::lua
+{
+
+Value convertIntegerLiteral(const std::string& text)
+{
+    if (text.size() >= 3 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X'))
+    {
+        std::uint64_t bits = 0; // only the last 16 digits survive: wraps without a check
+        for (std::size_t i = 2; i < text.size(); ++i)
+        {
+            const char c = text[i];
+            const unsigned digit = c <= '9' ? unsigned(c - '0') : unsigned((c | 0x20) - 'a' + 10);
+            bits = bits * 16 + digit;
+        }
+        return Value(static_cast<long long>(bits));
+    }
+    long long integer = 0;
+    const char* begin = text.data();
+    const char* end = begin + text.size();
+    const auto [stop, error] = std::from_chars(begin, end, integer, 10);
+    if (error == std::errc::result_out_of_range)
+    {
+        return Value(convertNumberLiteral(text));
+    }
+    (void)stop; // "0x" alone reads as the leading 0
+    return Value(integer);
+}
+
+double convertNumberLiteral(const std::string& text)
+{
+    double number = 0.0;
+    std::from_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
+    return number;
+}
+
+Parser::Parser(std::vector<Token> tokens, std::string chunkName)
+    : tokens_(std::move(tokens)), chunkName_(std::move(chunkName))
+{
+    if (tokens_.empty() || tokens_.back().kind != TokenKind::EndOfFile)
+    {
+        Token end;
+        if (!tokens_.empty())
+        {
+            end.line = tokens_.back().line;
+            end.column = tokens_.back().column;
+        }
+        tokens_.push_back(end);
+    }
+}
+
+const Token& Parser::peekAt(std::size_t offset) const noexcept
+{
+    const std::size_t index = current_ + offset;
+    return index < tokens_.size() ? tokens_[index] : tokens_.back();
+}
+
+const Token& Parser::advance()
+{
+    if (!check(TokenKind::EndOfFile))
+    {
+        ++current_;
+    }
+    return previous();
+}
+
+bool Parser::match(TokenKind kind)
+{
+    if (check(kind))
+    {
+        advance();
+        return true;
+    }
+    return false;
+}
+
+const Token& Parser::consume(TokenKind kind, const char* message)
+{
+    if (check(kind))
+    {
+        return advance();
+    }
+    errorAt(peek(), message);
+}
+
+void Parser::errorAt(const Token& token, const char* message) const
+{
+    failParse(chunkName_, token.line, token.column, message);
+}
+
+void Parser::guardNesting() const
+{
+    if (zq::stackExhausted())
+    {
+        errorAt(peek(), "nesting too deep");
+    }
+}
+
+void Parser::skipSemicolons()
+{
+    while (match(TokenKind::Semicolon))
+    {
+    }
+}
+
+StmtList Parser::parseChunk()
+{
+    StmtList statements;
+    skipSemicolons();
+    while (!check(TokenKind::EndOfFile))
+    {
+        statements.push_back(parseStatement());
+        skipSemicolons();
+    }
+    return statements;
+}
+
+StmtList Parser::parseBlock(std::initializer_list<TokenKind> terminators)
+{
+    StmtList statements;
+    skipSemicolons();
+    while (!check(TokenKind::EndOfFile))
+    {
+        for (TokenKind terminator : terminators)
+        {
+            if (check(terminator))
+            {
+                return statements;
+            }
+        }
+        statements.push_back(parseStatement());
+        skipSemicolons();
+    }
+    return statements;
+}
+
+std::vector<ExprPtr> Parser::parseExpressionList()
+{
+    std::vector<ExprPtr> expressions;
+    expressions.push_back(parseExpression());
+    while (match(TokenKind::Comma))
+    {
+        expressions.push_back(parseExpression());
+    }
+    return expressions;
+}
+
+// args ::= '(' [explist] ')'
+std::vector<ExprPtr> Parser::parseArguments()
+{
+    consume(TokenKind::LeftParen, "expected '(' before arguments");
+    std::vector<ExprPtr> arguments;
+    if (!check(TokenKind::RightParen))
+    {
+        arguments = parseExpressionList();
+    }
+    consume(TokenKind::RightParen, "expected ')' after arguments");
+    return arguments;
+}
+
+// funcbody ::= '(' [Name {',' Name}] ')' block end
+std::shared_ptr<FunctionExpr> Parser::parseFunctionBody(std::uint32_t line)
+{
+    guardNesting();
+    auto function = std::make_shared<FunctionExpr>(line);
+    consume(TokenKind::LeftParen, "expected '(' after function name");
+    if (!check(TokenKind::RightParen))
+    {
+        do
+        {
+            function->parameters.push_back(consume(TokenKind::Identifier, "expected parameter name").text);
+        } while (match(TokenKind::Comma));
+    }
+    consume(TokenKind::RightParen, "expected ')' after parameter list");
+    function->body = parseBlock({TokenKind::End});
+    consume(TokenKind::End, "expected 'end' after function body");
+    return function;
+}
+
+AssignTarget Parser::asAssignTarget(const ExprPtr& expr) const
+{
+    AssignTarget target;
+    target.line = expr->line;
+    if (auto variable = asExpr<VariableExpr>(expr))
+    {
+        target.kind = AssignTarget::Kind::Name;
+        target.name = variable->name;
+    }
+    else if (auto field = asExpr<FieldExpr>(expr))
+    {
+        target.kind = AssignTarget::Kind::Field;
+        target.object = field->object;
+        target.name = field->name;
+    }
+    else if (auto index = asExpr<IndexExpr>(expr))
+    {
+        target.kind = AssignTarget::Kind::Index;
+        target.object = index->object;
+        target.index = index->index;
+    }
+    else
+    {
+        errorAt(peek(), "invalid assignment target");
+    }
+    return target;
+}
+
+StmtPtr Parser::parseStatement()
+{
+    guardNesting();
+    const Token& token = peek();
+    switch (token.kind)
+    {
+    case TokenKind::If: return parseIf();
+    case TokenKind::While: return parseWhile();
+    case TokenKind::For: return parseFor();
+    case TokenKind::Return: return parseReturn();
+    case TokenKind::Break: advance(); return std::make_shared<BreakStmt>(token.line);
+    case TokenKind::Function:
+    {
+        const Token& functionToken = advance();
+        return parseFunctionDeclaration(functionToken, false, functionToken.line);
+    }
+    case TokenKind::Local: return parseLocal();
+    default: return parseExpressionStatement();
+    }
+}
+
+// if exp then block {elseif exp then block} [else block] end
+StmtPtr Parser::parseIf()
+{
+    auto statement = std::make_shared<IfStmt>(advance().line);
+    IfStmt::Branch first;
+    first.condition = parseExpression();
+    consume(TokenKind::Then, "expected 'then' after if condition");
+    first.body = parseBlock({TokenKind::ElseIf, TokenKind::Else, TokenKind::End});
+    statement->branches.push_back(std::move(first));
+    while (match(TokenKind::ElseIf))
+    {
+        IfStmt::Branch branch;
+        branch.condition = parseExpression();
+        consume(TokenKind::Then, "expected 'then' after elseif condition");
+        branch.body = parseBlock({TokenKind::ElseIf, TokenKind::Else, TokenKind::End});
+        statement->branches.push_back(std::move(branch));
+    }
+    if (match(TokenKind::Else))
+    {
+        statement->elseBody = parseBlock({TokenKind::End});
+    }
+    consume(TokenKind::End, "expected 'end' after if statement");
+    return statement;
+}
+
+// while exp do block end
+StmtPtr Parser::parseWhile()
+{
+    const std::uint32_t line = advance().line;
+    ExprPtr condition = parseExpression();
+    consume(TokenKind::Do, "expected 'do' after while condition");
+    StmtList body = parseBlock({TokenKind::End});
+    consume(TokenKind::End, "expected 'end' after while loop");
+    return std::make_shared<WhileStmt>(std::move(condition), std::move(body), line);
+}
+
+// for Name = exp, exp [, exp] do block end  |  for Name {, Name} in explist do block end
+StmtPtr Parser::parseFor()
+{
+    const std::uint32_t line = advance().line;
+    std::string first = consume(TokenKind::Identifier, "expected loop variable name").text;
+    if (match(TokenKind::Assign))
+    {
+        auto loop = std::make_shared<NumericForStmt>(line);
+        loop->name = std::move(first);
+        loop->start = parseExpression();
+        consume(TokenKind::Comma, "expected ',' after numeric for start value");
+        loop->limit = parseExpression();
+        if (match(TokenKind::Comma))
+        {
+            loop->step = parseExpression();
+        }
+        consume(TokenKind::Do, "expected 'do' after numeric for range");
+        loop->body = parseBlock({TokenKind::End});
+        consume(TokenKind::End, "expected 'end' after numeric for loop");
+        return loop;
+    }
+    auto loop = std::make_shared<GenericForStmt>(line);
+    loop->names.push_back(std::move(first));
+    while (match(TokenKind::Comma))
+    {
+        loop->names.push_back(consume(TokenKind::Identifier, "expected loop variable name").text);
+    }
+    consume(TokenKind::In, "expected 'in' in generic for loop");
+    loop->iterators = parseExpressionList();
+    consume(TokenKind::Do, "expected 'do' after generic for iterator");
+    loop->body = parseBlock({TokenKind::End});
+    consume(TokenKind::End, "expected 'end' after generic for loop");
+    return loop;
+}
+
+// return [explist]
+StmtPtr Parser::parseReturn()
+{
+    auto statement = std::make_shared<ReturnStmt>(advance().line);
+    switch (peek().kind)
+    {
+    case TokenKind::Semicolon:
+    case TokenKind::Else:
+    case TokenKind::ElseIf:
+    case TokenKind::End:
+    case TokenKind::EndOfFile: break;
+    default: statement->values = parseExpressionList(); break;
+    }
+    return statement;
+}
+
+// function Name {'.' Name} [':' Name] funcbody  |  local function Name funcbody
+StmtPtr Parser::parseFunctionDeclaration(const Token& functionToken, bool isLocal, std::uint32_t line)
+{
+    const std::uint32_t functionLine = functionToken.line;
+    AssignTarget target;
+    bool isMethod = false;
+    if (isLocal)
+    {
+        const Token& name = consume(TokenKind::Identifier, "expected local function name");
+        target.name = name.text;
+        target.line = name.line;
+    }
+    else
+    {
+        const Token& name = consume(TokenKind::Identifier, "expected function name");
+        target.name = name.text;
+        target.line = name.line;
+        if (check(TokenKind::Dot) || check(TokenKind::Colon))
+        {
+            ExprPtr object = std::make_shared<VariableExpr>(name.text, name.line);
+            while (true)
+            {
+                if (match(TokenKind::Dot))
+                {
+                    const Token& field = consume(TokenKind::Identifier, "expected field name after '.'");
+                    if (check(TokenKind::Dot) || check(TokenKind::Colon))
+                    {
+                        object = std::make_shared<FieldExpr>(std::move(object), field.text, field.line);
+                        continue;
+                    }
+                    target.kind = AssignTarget::Kind::Field;
+                    target.object = std::move(object);
+                    target.name = field.text;
+                    target.line = field.line;
+                    break;
+                }
+                if (match(TokenKind::Colon))
+                {
+                    const Token& method = consume(TokenKind::Identifier, "expected method name after ':'");
+                    target.kind = AssignTarget::Kind::Field;
+                    target.object = std::move(object);
+                    target.name = method.text;
+                    target.line = method.line;
+                    isMethod = true;
+                    break;
+                }
+                errorAt(peek(), "invalid function target");
+            }
+        }
+    }
+    std::shared_ptr<FunctionExpr> function = parseFunctionBody(functionLine);
+    if (isMethod)
+    {
+        function->parameters.insert(function->parameters.begin(), "self");
+    }
+    return std::make_shared<FunctionDeclarationStmt>(isLocal, std::move(target), std::move(function), line);
+}
+
+// local function Name funcbody  |  local Name {',' Name} ['=' explist]
+StmtPtr Parser::parseLocal()
+{
+    const Token& localToken = advance();
+    const std::uint32_t line = localToken.line;
+    if (check(TokenKind::Function))
+    {
+        const Token& functionToken = advance();
+        return parseFunctionDeclaration(functionToken, true, line);
+    }
+    auto statement = std::make_shared<AssignmentStmt>(true, line);
+    do
+    {
+        AssignTarget target;
+        target.name = consume(TokenKind::Identifier, "expected local variable name").text;
+        target.line = line;
+        statement->targets.push_back(std::move(target));
+    } while (match(TokenKind::Comma));
+    if (match(TokenKind::Assign))
+    {
+        statement->values = parseExpressionList();
+    }
+    return statement;
+}
+
+// varlist '=' explist  |  functioncall
+StmtPtr Parser::parseExpressionStatement()
+{
+    ExprPtr expr = parsePrefixExpression();
+    if (check(TokenKind::Assign) || check(TokenKind::Comma))
+    {
+        auto statement = std::make_shared<AssignmentStmt>(false, expr->line);
+        statement->targets.push_back(asAssignTarget(expr));
+        while (match(TokenKind::Comma))
+        {
+            statement->targets.push_back(asAssignTarget(parsePrefixExpression()));
+        }
+        consume(TokenKind::Assign, "expected '=' in assignment");
+        statement->values = parseExpressionList();
+        return statement;
+    }
+    if (expr->kind != ExprKind::Call)
+    {
+        errorAt(peek(), "expected function call");
+    }
+    return std::make_shared<ExpressionStmt>(expr, expr->line);
+}
+
+// exp ::= andexp {or andexp}
+ExprPtr Parser::parseExpression()
+{
+    guardNesting();
+    ExprPtr left = parseAnd();
+    while (match(TokenKind::Or))
+    {
+        ExprPtr right = parseAnd();
+        left = std::make_shared<BinaryExpr>(std::move(left), TokenKind::Or, std::move(right), previous().line);
+    }
+    return left;
+}
+
+// andexp ::= comparison {and comparison}
+ExprPtr Parser::parseAnd()
+{
+    ExprPtr left = parseComparison();
+    while (match(TokenKind::And))
+    {
+        ExprPtr right = parseComparison();
+        left = std::make_shared<BinaryExpr>(std::move(left), TokenKind::And, std::move(right), previous().line);
+    }
+    return left;
+}
+
+// comparison ::= concat {('==' | '~=' | '<' | '<=' | '>' | '>=') concat}
+ExprPtr Parser::parseComparison()
+{
+    ExprPtr left = parseConcat();
+    while (true)
+    {
+        const TokenKind kind = peek().kind;
+        if (kind != TokenKind::Equal && kind != TokenKind::NotEqual && kind != TokenKind::Less &&
+            kind != TokenKind::LessEqual && kind != TokenKind::Greater && kind != TokenKind::GreaterEqual)
+        {
+            return left;
+        }
+        const std::uint32_t line = advance().line;
+        ExprPtr right = parseConcat();
+        left = std::make_shared<BinaryExpr>(std::move(left), kind, std::move(right), line);
+    }
+}
+
+// concat ::= factor {('+' | '-') factor} ['..' concat]
+ExprPtr Parser::parseConcat()
+{
+    guardNesting();
+    ExprPtr left = parseFactor();
+    while (check(TokenKind::Plus) || check(TokenKind::Minus))
+    {
+        const Token& op = advance();
+        const TokenKind kind = op.kind;
+        const std::uint32_t line = op.line;
+        ExprPtr right = parseFactor();
+        left = std::make_shared<BinaryExpr>(std::move(left), kind, std::move(right), line);
+    }
+    if (check(TokenKind::DotDot))
+    {
+        const std::uint32_t line = advance().line;
+        ExprPtr right = parseConcat();
+        return std::make_shared<BinaryExpr>(std::move(left), TokenKind::DotDot, std::move(right), line);
+    }
+    return left;
+}
+
+// factor ::= unary {('*' | '/' | '%') unary}
+ExprPtr Parser::parseFactor()
+{
+    ExprPtr left = parseUnary();
+    while (check(TokenKind::Star) || check(TokenKind::Slash) || check(TokenKind::Percent))
+    {
+        const Token& op = advance();
+        const TokenKind kind = op.kind;
+        const std::uint32_t line = op.line;
+        ExprPtr right = parseUnary();
+        left = std::make_shared<BinaryExpr>(std::move(left), kind, std::move(right), line);
+    }
+    return left;
+}
+
+// unary ::= ('-' | 'not' | '#') unary | prefixexp
+ExprPtr Parser::parseUnary()
+{
+    guardNesting();
+    if (check(TokenKind::Minus) || check(TokenKind::Not) || check(TokenKind::Hash))
+    {
+        const Token& op = advance();
+        const TokenKind kind = op.kind;
+        const std::uint32_t line = op.line;
+        ExprPtr operand = parseUnary();
+        return std::make_shared<UnaryExpr>(kind, std::move(operand), line);
+    }
+    return parsePrefixExpression();
+}
+
+// prefixexp ::= primary {'.' Name | '[' exp ']' | ':' Name args | args}
+ExprPtr Parser::parsePrefixExpression()
+{
+    guardNesting();
+    ExprPtr expr = parsePrimary();
+    while (true)
+    {
+        if (match(TokenKind::Dot))
+        {
+            const Token& name = consume(TokenKind::Identifier, "expected field name after '.'");
+            expr = std::make_shared<FieldExpr>(std::move(expr), name.text, name.line);
+        }
+        else if (check(TokenKind::LeftBracket))
+        {
+            const std::uint32_t line = advance().line;
+            ExprPtr index = parseExpression();
+            consume(TokenKind::RightBracket, "expected ']' after index expression");
+            expr = std::make_shared<IndexExpr>(std::move(expr), std::move(index), line);
+        }
+        else if (match(TokenKind::Colon))
+        {
+            const Token& name = consume(TokenKind::Identifier, "expected method name after ':'");
+            auto call = std::make_shared<CallExpr>(name.line);
+            call->methodName = name.text;
+            call->object = std::move(expr);
+            call->arguments = parseArguments();
+            expr = std::move(call);
+        }
+        else if (check(TokenKind::LeftParen))
+        {
+            auto call = std::make_shared<CallExpr>(peek().line);
+            call->callee = std::move(expr);
+            call->arguments = parseArguments();
+            expr = std::move(call);
+        }
+        else
+        {
+            return expr;
+        }
+    }
+}
+
+ExprPtr Parser::parsePrimary()
+{
+    const Token& token = peek();
+    switch (token.kind)
+    {
+    case TokenKind::Integer: advance(); return std::make_shared<LiteralExpr>(convertIntegerLiteral(token.text), token.line);
+    case TokenKind::Number:
+        advance();
+        return std::make_shared<LiteralExpr>(Value(convertNumberLiteral(token.text)), token.line);
+    case TokenKind::String: advance(); return std::make_shared<LiteralExpr>(Value(token.text), token.line);
+    case TokenKind::True: advance(); return std::make_shared<LiteralExpr>(Value(true), token.line);
+    case TokenKind::False: advance(); return std::make_shared<LiteralExpr>(Value(false), token.line);
+    case TokenKind::Nil: advance(); return std::make_shared<LiteralExpr>(Value(), token.line);
+    case TokenKind::Identifier: advance(); return std::make_shared<VariableExpr>(token.text, token.line);
+    case TokenKind::LeftParen:
+    {
+        advance();
+        ExprPtr inner = parseExpression();
+        consume(TokenKind::RightParen, "expected ')' after expression");
+        return inner;
+    }
+    case TokenKind::LeftBrace: return parseTableConstructor(advance());
+    case TokenKind::Function: return parseFunctionBody(advance().line);
+    default: errorAt(token, "expected expression");
+    }
+}
+
+// tableconstructor ::= '{' [field {sep field} [sep]] '}'
+ExprPtr Parser::parseTableConstructor(const Token& brace)
+{
+    auto table = std::make_shared<TableExpr>(brace.line);
+    if (!check(TokenKind::RightBrace))
+    {
+        while (true)
+        {
+            TableExpr::Field field;
+            field.line = peek().line;
+            if (match(TokenKind::LeftBracket))
+            {
+                field.kind = TableExpr::FieldKind::Keyed;
+                field.key = parseExpression();
+                consume(TokenKind::RightBracket, "expected ']' after table key");
+                consume(TokenKind::Assign, "expected '=' after table key");
+                field.value = parseExpression();
+            }
+            else if (check(TokenKind::Identifier) && peekAt(1).kind == TokenKind::Assign)
+            {
+                field.kind = TableExpr::FieldKind::Named;
+                field.name = advance().text;
+                consume(TokenKind::Assign, "expected '=' after table field name");
+                field.value = parseExpression();
+            }
+            else
+            {
+                field.value = parseExpression();
+            }
+            table->fields.push_back(std::move(field));
+            if (!match(TokenKind::Comma) && !match(TokenKind::Semicolon))
+            {
+                break;
+            }
+            if (check(TokenKind::RightBrace))
+            {
+                break;
+            }
+        }
+    }
+    consume(TokenKind::RightBrace, "expected '}' after table constructor");
+    return table;
+}
+
+} // namespace velmar::lua

@@ -1,0 +1,60 @@
+// Activation records: the slots of one call, chunk, block or loop iteration, linked to their parent.
+#pragma once
+
+#include "runtime/MultiValue.hpp"
+
+namespace velmar::lua
+{
+
+// An environment is either shared-owned (heap, counted, capturable by closures, holding a counted
+// reference to its parent) or plain local (on the evaluator's stack for blocks that make no closures).
+class Environment : public RefObject
+{
+public:
+    explicit Environment(std::size_t slotCount, bool sharedOwned = false) : slots(slotCount), sharedOwned_(sharedOwned) {}
+    Environment(const Environment&) = delete;
+    Environment& operator=(const Environment&) = delete;
+    ~Environment()
+    {
+        if (sharedOwned_ && parentIsCounted_ && parent_)
+        {
+            releaseParent();
+        }
+    }
+
+    static Ref<Environment> makeShared(std::size_t slotCount) { return Ref<Environment>(new Environment(slotCount, true)); }
+    static void destroy(Environment* environment) noexcept { delete environment; }
+
+    // A shared environment keeps its parent alive only when the parent is shared-owned itself.
+    void setParent(Environment* parent) noexcept
+    {
+        parent_ = parent;
+        parentIsCounted_ = sharedOwned_ && parent && parent->sharedOwned_;
+        if (parentIsCounted_)
+        {
+            ++parent->refCount;
+        }
+    }
+    Environment* parent() const noexcept { return parent_; }
+    bool sharedOwned() const noexcept { return sharedOwned_; }
+    std::size_t slotCount() const noexcept { return slots.size(); }
+
+    SmallValueStore<8> slots;
+
+private:
+    void releaseParent() noexcept;
+
+    Environment* parent_ = nullptr;
+    bool sharedOwned_ = false;
+    bool parentIsCounted_ = false;
+};
+
+inline void Environment::releaseParent() noexcept
+{
+    if (--parent_->refCount == 0)
+    {
+        destroy(parent_);
+    }
+}
+
+} // namespace velmar::lua

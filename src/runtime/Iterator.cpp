@@ -1,0 +1,63 @@
+// Stepping iterator values: gmatch lists, pairs cursors and ipairs indices.
+#include "runtime/Iterator.hpp"
+
+#include <algorithm>
+
+namespace velmar::lua
+{
+
+bool nextIteratorItem(IteratorState& state, MultiValue& out)
+{
+    out.clear();
+    switch (state.kind)
+    {
+    case IteratorState::Kind::List:
+        if (state.cursor >= state.items.size())
+        {
+            return false;
+        }
+        out = state.items[state.cursor++];
+        return true;
+    case IteratorState::Kind::Pairs:
+    {
+        Table* table = state.table.get();
+        if (!table)
+        {
+            return false;
+        }
+        // The array part is read at its current size on every step.
+        while (state.cursor < table->array.size())
+        {
+            const std::size_t position = state.cursor++;
+            if (!table->array[position].isNil())
+            {
+                out.push(Value(static_cast<long long>(position + 1)));
+                out.push(table->array[position]);
+                return true;
+            }
+        }
+        const auto& entries = table->hash.entries();
+        const std::size_t end = std::min(state.hashEnd, entries.size());
+        if (state.hashCursor >= end)
+        {
+            return false;
+        }
+        const HashPart::Entry& entry = entries[state.hashCursor++];
+        out.push(entry.key.asValue());
+        out.push(entry.value);
+        return true;
+    }
+    case IteratorState::Kind::IPairs:
+        if (state.index >= state.length)
+        {
+            return false;
+        }
+        ++state.index;
+        out.push(Value(static_cast<long long>(state.index)));
+        out.push(tableGetInteger(state.table.get(), state.index));
+        return true;
+    }
+    return false;
+}
+
+} // namespace velmar::lua

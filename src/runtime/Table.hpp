@@ -1,0 +1,136 @@
+// Tables: an array part for keys 1..n and an insertion-ordered hash part for everything else.
+#pragma once
+
+#include "runtime/Value.hpp"
+
+#include <cstdint>
+#include <vector>
+
+namespace velmar::lua
+{
+
+enum class TableKeyKind : std::uint8_t
+{
+    Integer,
+    String,
+    Boolean,
+};
+
+// A normalised key: an integer, a string or a boolean. Floats never appear (integral ones collapse).
+class TableKey
+{
+public:
+    TableKey() noexcept : value_(0LL) {}
+    static TableKey makeInteger(std::int64_t integer) noexcept { return TableKey(Value(static_cast<long long>(integer))); }
+    static TableKey makeBoolean(bool boolean) noexcept { return TableKey(Value(boolean)); }
+    static TableKey makeString(std::string_view text) { return TableKey(Value(text)); }
+    static TableKey makeString(Ref<LuaString> text) noexcept { return TableKey(Value(std::move(text))); }
+
+    TableKeyKind kind() const noexcept
+    {
+        return value_.isInteger() ? TableKeyKind::Integer
+                                  : (value_.isString() ? TableKeyKind::String : TableKeyKind::Boolean);
+    }
+    std::int64_t integer() const noexcept { return value_.isInteger() ? value_.integer() : 0; }
+    bool boolean() const noexcept { return value_.kind() == ValueKind::Boolean && value_.boolean(); }
+    std::string_view text() const noexcept { return value_.isString() ? value_.stringView() : std::string_view(); }
+    // The key as a script value (pairs yields it).
+    const Value& asValue() const noexcept { return value_; }
+
+    friend bool operator==(const TableKey& a, const TableKey& b) noexcept
+    {
+        if (a.value_.kind() != b.value_.kind())
+        {
+            return false;
+        }
+        switch (a.value_.kind())
+        {
+        case ValueKind::Integer: return a.value_.integer() == b.value_.integer();
+        case ValueKind::String: return a.value_.string()->equals(*b.value_.string());
+        default: return a.value_.boolean() == b.value_.boolean();
+        }
+    }
+
+private:
+    explicit TableKey(Value value) noexcept : value_(std::move(value)) {}
+    Value value_;
+};
+
+// FNV-1a over the key's payload bytes from the program's own basis, then a per-kind constant.
+struct TableKeyHash
+{
+    std::uint64_t operator()(const TableKey& key) const noexcept;
+};
+
+// The hash part keeps entries in insertion order, with bucket chains of entry indices over them.
+class HashPart
+{
+public:
+    struct Entry
+    {
+        TableKey key;
+        Value value;
+        std::uint64_t hash;
+        std::int32_t next;
+    };
+
+    const Entry* find(const TableKey& key, std::uint64_t hash) const noexcept;
+    Entry* find(const TableKey& key, std::uint64_t hash) noexcept
+    {
+        return const_cast<Entry*>(static_cast<const HashPart*>(this)->find(key, hash));
+    }
+    // Overwrites an existing entry, or appends a new one at the end of the insertion order.
+    void assign(const TableKey& key, std::uint64_t hash, Value value);
+    // Removes the entry and shifts the later ones down, so the order of the rest is kept.
+    bool erase(const TableKey& key, std::uint64_t hash);
+
+    bool empty() const noexcept { return entries_.empty(); }
+    std::size_t size() const noexcept { return entries_.size(); }
+    const std::vector<Entry>& entries() const noexcept { return entries_; }
+    std::size_t bucketCount() const noexcept { return buckets_.size(); }
+
+private:
+    void rebuildBuckets(std::size_t bucketCount);
+
+    std::vector<Entry> entries_;
+    std::vector<std::int32_t> buckets_;
+};
+
+class Table : public RefObject
+{
+public:
+    static void destroy(Table* table) noexcept;
+
+    std::vector<Value> array;          // slot i holds key i+1; slots may hold nil
+    HashPart hash;                     // never holds a nil value
+    std::uint64_t version = 0;         // bumped by every store, overwrite and deletion
+    std::uint64_t lengthVersion = ~0ULL;
+    std::int64_t cachedLength = 0;
+};
+
+// Converts a value into a key; false for nil, tables, functions, userdata, iterators,
+// non-finite or non-integral floats. Raises nothing: the caller picks the message.
+bool tryMakeKeyFromValue(const Value& value, TableKey& out);
+
+// A null table reads as nil, ignores stores and has length 0.
+Value tableGetByKey(const Table* table, const TableKey& key);
+void tableSetByKey(Table* table, const TableKey& key, Value value);
+std::int64_t tableSequenceLength(Table* table);
+
+// Reads t[index] for an integer index without building a key.
+inline Value tableGetInteger(const Table* table, std::int64_t index)
+{
+    if (table && index >= 1 && static_cast<std::uint64_t>(index) <= table->array.size() &&
+        !table->array[static_cast<std::size_t>(index - 1)].isNil())
+    {
+        return table->array[static_cast<std::size_t>(index - 1)];
+    }
+    return tableGetByKey(table, TableKey::makeInteger(index));
+}
+
+inline Ref<Table> makeTable()
+{
+    return makeRef<Table>();
+}
+
+} // namespace velmar::lua

@@ -1,0 +1,282 @@
+// Value semantics: conversions, the arithmetic kernels, equality and the text of a value.
+#include "runtime/Value.hpp"
+
+#include "runtime/Function.hpp"
+#include "runtime/Iterator.hpp"
+#include "runtime/NativeObject.hpp"
+#include "runtime/Table.hpp"
+#include "support/Errors.hpp"
+#include "support/NumberFormat.hpp"
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <new>
+
+namespace velmar::lua
+{
+
+Ref<LuaString> LuaString::makeUninitialized(std::size_t length)
+{
+    void* memory = ::operator new(sizeof(LuaString) + length + 1);
+    auto* string = new (memory) LuaString(length);
+    string->mutableData()[length] = '\0';
+    return Ref<LuaString>(string);
+}
+
+Ref<LuaString> LuaString::make(std::string_view text)
+{
+    Ref<LuaString> string = makeUninitialized(text.size());
+    if (!text.empty())
+    {
+        std::memcpy(string->mutableData(), text.data(), text.size());
+    }
+    return string;
+}
+
+void LuaString::destroy(LuaString* string) noexcept
+{
+    string->~LuaString();
+    ::operator delete(string);
+}
+
+Value::Value(Ref<Table> table) noexcept : Value(ValueKind::Table, table.release()) {}
+Value::Value(Ref<LuaFunctionHandle> function) noexcept : Value(ValueKind::Function, function.release()) {}
+Value::Value(Ref<NativeObject> object) noexcept : Value(ValueKind::UserData, object.release()) {}
+Value::Value(Ref<IteratorState> iterator) noexcept : Value(ValueKind::Iterator, iterator.release()) {}
+
+Table* Value::table() const noexcept
+{
+    return static_cast<Table*>(bits_.object);
+}
+LuaFunctionHandle* Value::function() const noexcept
+{
+    return static_cast<LuaFunctionHandle*>(bits_.object);
+}
+NativeObject* Value::userData() const noexcept
+{
+    return static_cast<NativeObject*>(bits_.object);
+}
+IteratorState* Value::iterator() const noexcept
+{
+    return static_cast<IteratorState*>(bits_.object);
+}
+
+void Value::destroyObject(ValueKind kind, RefObject* object) noexcept
+{
+    switch (kind)
+    {
+    case ValueKind::String: LuaString::destroy(static_cast<LuaString*>(object)); return;
+    case ValueKind::Table: Table::destroy(static_cast<Table*>(object)); return;
+    case ValueKind::Function: LuaFunctionHandle::destroy(static_cast<LuaFunctionHandle*>(object)); return;
+    case ValueKind::UserData: NativeObject::destroy(static_cast<NativeObject*>(object)); return;
+    case ValueKind::Iterator: IteratorState::destroy(static_cast<IteratorState*>(object)); return;
+    case ValueKind::Nil:
+    case ValueKind::Integer:
+    case ValueKind::Float:
+    case ValueKind::Boolean: return;
+    }
+}
+
+double Value::asFloat() const
+{
+    if (kind_ == ValueKind::Float)
+    {
+        return bits_.number;
+    }
+    if (kind_ == ValueKind::Integer)
+    {
+        return static_cast<double>(bits_.integer);
+    }
+    throw zq::runtime_error("value is not numeric");
+}
+
+std::int64_t Value::asInteger() const
+{
+    if (kind_ == ValueKind::Integer)
+    {
+        return bits_.integer;
+    }
+    if (kind_ == ValueKind::Float)
+    {
+        return saturatingFloatToInteger(bits_.number);
+    }
+    throw zq::runtime_error("value is not numeric");
+}
+
+namespace
+{
+
+void appendAddress(std::string& out, const char* prefix, const void* address)
+{
+    out += prefix;
+    out += "0x";
+    auto bits = reinterpret_cast<std::uintptr_t>(address);
+    char digits[2 * sizeof(bits)];
+    int count = 0;
+    do
+    {
+        digits[count++] = "0123456789abcdef"[bits & 15];
+        bits >>= 4;
+    } while (bits != 0);
+    while (count > 0)
+    {
+        out.push_back(digits[--count]);
+    }
+}
+
+} // namespace
+
+void Value::appendTo(std::string& out) const
+{
+    switch (kind_)
+    {
+    case ValueKind::Nil: out += "nil"; return;
+    case ValueKind::Integer: zq::append_number(out, static_cast<long long>(bits_.integer)); return;
+    case ValueKind::Float: zq::append_number(out, bits_.number); return;
+    case ValueKind::Boolean: out += bits_.boolean ? "true" : "false"; return;
+    case ValueKind::String: out.append(string()->data(), string()->size()); return;
+    case ValueKind::Table: appendAddress(out, "table: ", bits_.object); return;
+    case ValueKind::Function:
+    {
+        const LuaFunctionHandle* handle = function();
+        out += "function: ";
+        out += handle && !handle->name.empty() ? handle->name : std::string("anonymous");
+        return;
+    }
+    case ValueKind::UserData: appendAddress(out, "userdata: ", bits_.object); return;
+    case ValueKind::Iterator: appendAddress(out, "iterator: ", bits_.object); return;
+    }
+    out += "nil";
+}
+
+std::string Value::toString() const
+{
+    if (kind_ == ValueKind::String)
+    {
+        return string()->str();
+    }
+    std::string out;
+    appendTo(out);
+    return out;
+}
+
+const char* describeValueType(ValueKind kind) noexcept
+{
+    static const char* const kNames[] = {"nil",   "number",   "number",   "boolean", "string",
+                                         "table", "function", "userdata", "iterator"};
+    const auto index = static_cast<std::size_t>(kind);
+    return index < sizeof(kNames) / sizeof(kNames[0]) ? kNames[index] : "unknown";
+}
+
+std::int64_t saturatingFloatToInteger(double number) noexcept
+{
+    if (std::isnan(number))
+    {
+        return 0;
+    }
+    if (number >= 9223372036854775808.0)
+    {
+        return std::numeric_limits<std::int64_t>::max();
+    }
+    if (number <= -9223372036854775808.0)
+    {
+        return std::numeric_limits<std::int64_t>::min();
+    }
+    return static_cast<std::int64_t>(number);
+}
+
+Value numericResult(double number)
+{
+    if (std::isfinite(number))
+    {
+        const double rounded = std::round(number);
+        if (rounded >= -9223372036854775808.0 && rounded <= 9223372036854775808.0 &&
+            std::fabs(number - rounded) <= kEpsilon)
+        {
+            return Value(static_cast<long long>(saturatingFloatToInteger(rounded)));
+        }
+    }
+    return Value(number);
+}
+
+Value negateNumber(const Value& operand)
+{
+    if (operand.isInteger() && operand.integer() != std::numeric_limits<std::int64_t>::min())
+    {
+        return Value(static_cast<long long>(-operand.integer()));
+    }
+    return numericResult(-operand.asFloat());
+}
+
+Value addNumbers(const Value& left, const Value& right)
+{
+    long long result;
+    if (left.isInteger() && right.isInteger() && !__builtin_add_overflow(left.integer(), right.integer(), &result))
+    {
+        return Value(result);
+    }
+    return numericResult(left.asFloat() + right.asFloat());
+}
+
+Value subtractNumbers(const Value& left, const Value& right)
+{
+    long long result;
+    if (left.isInteger() && right.isInteger() && !__builtin_sub_overflow(left.integer(), right.integer(), &result))
+    {
+        return Value(result);
+    }
+    return numericResult(left.asFloat() - right.asFloat());
+}
+
+Value multiplyNumbers(const Value& left, const Value& right)
+{
+    long long result;
+    if (left.isInteger() && right.isInteger() && !__builtin_mul_overflow(left.integer(), right.integer(), &result))
+    {
+        return Value(result);
+    }
+    return numericResult(left.asFloat() * right.asFloat());
+}
+
+Value moduloNumbers(const Value& left, const Value& right)
+{
+    if (left.isInteger() && right.isInteger() && right.integer() != 0)
+    {
+        if (right.integer() == -1)
+        {
+            return Value(0LL); // the minimum integer would trap
+        }
+        return Value(static_cast<long long>(left.integer() % right.integer()));
+    }
+    return numericResult(std::fmod(left.asFloat(), right.asFloat()));
+}
+
+bool valuesEqual(const Value& left, const Value& right) noexcept
+{
+    if (left.kind() != right.kind())
+    {
+        if (left.isNumber() && right.isNumber())
+        {
+            const double a = left.isInteger() ? static_cast<double>(left.integer()) : left.number();
+            const double b = right.isInteger() ? static_cast<double>(right.integer()) : right.number();
+            return std::fabs(a - b) <= kEpsilon;
+        }
+        return false;
+    }
+    switch (left.kind())
+    {
+    case ValueKind::Nil: return true;
+    case ValueKind::Integer: return left.integer() == right.integer();
+    case ValueKind::Float: return left.number() == right.number();
+    case ValueKind::Boolean: return left.boolean() == right.boolean();
+    case ValueKind::String: return left.string()->equals(*right.string());
+    case ValueKind::Table:
+    case ValueKind::Function:
+    case ValueKind::UserData:
+    case ValueKind::Iterator: return left.objectAddress() == right.objectAddress();
+    }
+    return false;
+}
+
+} // namespace velmar::lua

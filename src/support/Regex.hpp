@@ -1,0 +1,149 @@
+// The library's small backtracking regex matcher: no groups, no alternation, interpreted straight from its text.
+#pragma once
+
+#include <cstddef>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zq
+{
+
+// A pattern kept verbatim; there is no compile step, so building one costs only the string.
+class regex
+{
+public:
+    // Flag bit 0: ASCII letters compare without regard to case.
+    static constexpr unsigned icase = 1u;
+
+    regex() = default;
+    explicit regex(std::string pattern, unsigned flags = 0) : pattern_(std::move(pattern)), flags_(flags) {}
+
+    const std::string& pattern() const noexcept { return pattern_; }
+    unsigned flags() const noexcept { return flags_; }
+
+private:
+    std::string pattern_;
+    unsigned flags_ = 0;
+};
+
+// One matched range of the searched text; `second` is exclusive.
+struct sub_match
+{
+    const char* first = nullptr;
+    const char* second = nullptr;
+    bool matched = false;
+
+    std::size_t length() const noexcept { return matched ? static_cast<std::size_t>(second - first) : 0; }
+    std::string_view view() const noexcept { return matched ? std::string_view(first, length()) : std::string_view(); }
+    std::string str() const { return std::string(view()); }
+};
+
+// The outcome of a search: the searched range and, after a success, exactly one entry (the whole match).
+// The entry vector is reused, so repeated searches into the same object do not allocate.
+class match_results
+{
+public:
+    std::size_t size() const noexcept { return entries_.size(); }
+    bool empty() const noexcept { return entries_.empty(); }
+
+    // Entries past the end read as unmatched, so callers may probe any index.
+    const sub_match& operator[](std::size_t i) const noexcept { return i < entries_.size() ? entries_[i] : kUnmatched; }
+    std::string str(std::size_t i = 0) const { return (*this)[i].str(); }
+    std::size_t length(std::size_t i = 0) const noexcept { return (*this)[i].length(); }
+    // Offset of entry i from the start of the searched range.
+    std::size_t position(std::size_t i = 0) const noexcept
+    {
+        const sub_match& entry = (*this)[i];
+        return entry.matched ? static_cast<std::size_t>(entry.first - searchFirst_) : 0;
+    }
+
+    // The searched text before and after the whole match.
+    sub_match prefix() const noexcept;
+    sub_match suffix() const noexcept;
+
+    const char* searchBegin() const noexcept { return searchFirst_; }
+    const char* searchEnd() const noexcept { return searchLast_; }
+
+private:
+    friend bool regex_search(const char* first, const char* last, match_results& results, const regex& re);
+
+    static constexpr sub_match kUnmatched{};
+
+    const char* searchFirst_ = nullptr;
+    const char* searchLast_ = nullptr;
+    std::vector<sub_match> entries_;
+};
+
+// Searches [first, last) for the first position where the pattern matches; `first` is the start of the text,
+// so a leading `^` anchors there. On failure the results hold no entry. Throws runtime_error("stack overflow")
+// when the backtracking would exhaust the thread's stack.
+bool regex_search(const char* first, const char* last, match_results& results, const regex& re);
+
+inline bool regex_search(std::string_view text, match_results& results, const regex& re)
+{
+    return regex_search(text.data(), text.data() + text.size(), results, re);
+}
+
+// Walks successive matches of [first, last). Each step searches afresh from where the last match ended
+// (one byte further after an empty match), so a leading `^` anchors every step. Holds the regex by address.
+class sregex_iterator
+{
+public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = match_results;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const match_results*;
+    using reference = const match_results&;
+
+    sregex_iterator() = default;
+    sregex_iterator(const char* first, const char* last, const regex& re);
+    sregex_iterator(const char* first, const char* last, regex&& re) = delete;
+
+    sregex_iterator& operator++();
+    sregex_iterator operator++(int)
+    {
+        sregex_iterator before = *this;
+        ++*this;
+        return before;
+    }
+
+    const match_results& operator*() const noexcept { return match_; }
+    const match_results* operator->() const noexcept { return &match_; }
+
+    bool operator==(const sregex_iterator& other) const noexcept;
+
+private:
+    void search();
+
+    const char* position_ = nullptr;
+    const char* last_ = nullptr;
+    const regex* regex_ = nullptr;
+    match_results match_;
+    bool atEnd_ = true;
+};
+
+// ---- Matcher internals: exposed so the unit tests can drive each step. Indices are into the pattern
+// ---- text (pi) and into the text being matched (ti); the text starts where the search started.
+
+// Marks "no closing bracket" from regex_class_end.
+inline constexpr std::size_t regex_npos = static_cast<std::size_t>(-1);
+
+// The backtracking core: does pattern[pi..] match text[ti..]? On success `end` is the index after the match.
+bool regex_match_here(std::string_view pattern, std::size_t pi, std::string_view text, std::size_t ti, unsigned flags,
+                      std::size_t& end);
+
+// Tests the atom at pi against one byte and reports in `next` the pattern index just after the atom.
+bool regex_atom_matches(std::string_view pattern, std::size_t pi, char c, unsigned flags, std::size_t& next);
+
+// Byte equality, folding ASCII capitals when the case flag is set.
+bool regex_char_equal(char a, char b, unsigned flags);
+
+// Index of the `]` that closes the class opened at `open`, or regex_npos.
+std::size_t regex_class_end(std::string_view pattern, std::size_t open);
+
+// Membership of c in the class pattern[open..close].
+bool regex_class_contains(std::string_view pattern, std::size_t open, std::size_t close, char c, unsigned flags);
+
+} // namespace zq
