@@ -26,16 +26,30 @@ set(VELMAR_LUA_FRONTEND_SOURCES
 )
 
 set(VELMAR_LUA_RUNTIME_SOURCES
+    ${VELMAR_LUA_SRC}/runtime/Calls.cpp
+    ${VELMAR_LUA_SRC}/runtime/EvaluateExpression.cpp
+    ${VELMAR_LUA_SRC}/runtime/ExecuteStatement.cpp
     ${VELMAR_LUA_SRC}/runtime/Iterator.cpp
     ${VELMAR_LUA_SRC}/runtime/Table.cpp
     ${VELMAR_LUA_SRC}/runtime/Value.cpp
 )
 
 set(VELMAR_LUA_STDLIB_SOURCES
+    ${VELMAR_LUA_SRC}/stdlib/BaseLib.cpp
+    ${VELMAR_LUA_SRC}/stdlib/Binder.cpp
+    ${VELMAR_LUA_SRC}/stdlib/IoLib.cpp
+    ${VELMAR_LUA_SRC}/stdlib/MathLib.cpp
+    ${VELMAR_LUA_SRC}/stdlib/OsLib.cpp
     ${VELMAR_LUA_SRC}/stdlib/PatternMatch.cpp
+    ${VELMAR_LUA_SRC}/stdlib/StringLib.cpp
+    ${VELMAR_LUA_SRC}/stdlib/TableLib.cpp
 )
 
 set(VELMAR_LUA_API_SOURCES
+    ${VELMAR_LUA_SRC}/api/Bridge.cpp
+    ${VELMAR_LUA_SRC}/api/Bytecode.cpp
+    ${VELMAR_LUA_SRC}/api/LuaValue.cpp
+    ${VELMAR_LUA_SRC}/api/LuaVM.cpp
 )
 
 set(VELMAR_LUA_SOURCES

@@ -130,7 +130,7 @@ struct TableExpr : Expr
         ExprPtr key;
         ExprPtr value;
         std::uint32_t line = 1;
-        Value nameKey; // evaluator-owned: the named field's key, made once
+        mutable Value nameKey; // evaluator-owned: the named field's key, made once
     };
     explicit TableExpr(std::uint32_t line) : Expr(kKind, line) {}
     std::vector<Field> fields;
@@ -146,9 +146,9 @@ struct FieldExpr : Expr
     ExprPtr object;
     std::string name;
     // Evaluator-owned lookup cache.
-    std::size_t cacheVersion = 0;
-    std::int64_t cacheIndex = -1;
-    Value cacheKey;
+    mutable std::size_t cacheVersion = 0;
+    mutable std::int64_t cacheIndex = -1;
+    mutable Value cacheKey;
 };
 
 struct IndexExpr : Expr
@@ -161,11 +161,11 @@ struct IndexExpr : Expr
     ExprPtr object;
     ExprPtr index;
     // Evaluator-owned lookup cache.
-    std::size_t cacheVersion = 0;
-    std::uint32_t cacheMisses = 1;
-    std::int64_t cacheIndex = -1;
-    std::string cacheText;
-    Value cacheKey;
+    mutable std::size_t cacheVersion = 0;
+    mutable std::uint32_t cacheMisses = 1;
+    mutable std::int64_t cacheIndex = -1;
+    mutable std::string cacheText;
+    mutable Value cacheKey;
 };
 
 struct CallExpr : Expr
@@ -176,10 +176,10 @@ struct CallExpr : Expr
     std::vector<ExprPtr> arguments;
     ExprPtr object; // receiver of a method call
     std::string methodName;
-    Value methodKey; // evaluator-owned: the method name's key, made once
+    mutable Value methodKey; // evaluator-owned: the method name's key, made once
 };
 
-struct FunctionExpr : Expr
+struct FunctionExpr : Expr, std::enable_shared_from_this<FunctionExpr>
 {
     static constexpr ExprKind kKind = ExprKind::Function;
     explicit FunctionExpr(std::uint32_t line) : Expr(kKind, line) {}
@@ -208,7 +208,7 @@ struct AssignTarget
     std::size_t slot = 0;
     bool hasGlobalSlot = false;
     std::size_t globalSlot = 0;
-    Value nameKey; // evaluator-owned: the field name's key, made once
+    mutable Value nameKey; // evaluator-owned: the field name's key, made once
 };
 
 struct ExpressionStmt : Stmt

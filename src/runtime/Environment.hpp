@@ -25,11 +25,16 @@ public:
     static Ref<Environment> makeShared(std::size_t slotCount) { return Ref<Environment>(new Environment(slotCount, true)); }
     static void destroy(Environment* environment) noexcept { delete environment; }
 
-    // A shared environment keeps its parent alive only when the parent is shared-owned itself.
+    // A shared environment holds a counted reference to its parent, so it can only link to a shared
+    // parent (a closure may outlive the call); a plain local one just points at whatever encloses it.
     void setParent(Environment* parent) noexcept
     {
+        if (sharedOwned_ && parent && !parent->sharedOwned_)
+        {
+            parent = nullptr;
+        }
         parent_ = parent;
-        parentIsCounted_ = sharedOwned_ && parent && parent->sharedOwned_;
+        parentIsCounted_ = sharedOwned_ && parent;
         if (parentIsCounted_)
         {
             ++parent->refCount;

@@ -1,0 +1,94 @@
+// LuaVM: create an interpreter, bind host functions, exchange globals and run scripts.
+#pragma once
+
+#include "velmar/lua/Export.hpp"
+#include "velmar/lua/LuaValue.hpp"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace velmar::lua
+{
+
+// The outcome of every run. On success `value` holds what the chunk returned (several values
+// arrive as one Array, or a Map when one is nil); on failure `error` reads "chunk:line: message"
+// for script errors and "chunk:line:column: message" for syntax errors. After os.exit(n) with
+// n >= 0, `hasExitCode` is set and `exitCode` is n.
+struct LuaResult
+{
+    bool success = false;
+    LuaValue value;
+    std::string error;
+    bool hasExitCode = false;
+    std::int32_t exitCode = 0;
+};
+
+// A checked script in the container format ("VLBC", version 1, chunk name, source): the bytes of
+// a container file.
+struct LuaBytecode
+{
+    std::vector<std::uint8_t> bytes;
+};
+
+class LuaVM;
+
+// A host function callable from scripts. It receives the arguments and returns exactly one value.
+// Throwing an error of the library's family (for instance from LuaValue accessors) fails the
+// script with "name: message" at the call's line.
+using NativeFunction = std::function<LuaValue(LuaVM&, const std::vector<LuaValue>&)>;
+
+// One interpreter. Use it from one thread at a time; interpreters must not run concurrently.
+// Every run returns a LuaResult: script, syntax and file errors never escape as exceptions.
+class VELMAR_LUA_API LuaVM
+{
+public:
+    LuaVM();
+    ~LuaVM();
+    LuaVM(LuaVM&& other) noexcept;
+    LuaVM& operator=(LuaVM&& other) noexcept;
+    LuaVM(const LuaVM&) = delete;
+    LuaVM& operator=(const LuaVM&) = delete;
+
+    // Makes `fn` callable as the global `name`; binding a name again replaces it.
+    void bindFunction(const std::string& name, NativeFunction fn);
+    void setGlobal(const std::string& name, const LuaValue& value);
+    // False (and `out` untouched) when the global is nil or cannot be expressed as a LuaValue.
+    bool getGlobal(const std::string& name, LuaValue& out) const;
+
+    // Checks the source and packs it into a container; a syntax error is thrown.
+    LuaBytecode compileScript(const std::string& source, const std::string& chunkName);
+    // Writes the container of `source` to `path`; false with the message in `*error` on failure.
+    bool writeBytecodeFile(const std::string& source, const std::string& path, const std::string& chunkName,
+                           std::string* error);
+
+    LuaResult runScriptString(const std::string& source, const std::string& chunkName);
+    // Runs a source file; the path is the chunk name.
+    LuaResult runScriptFile(const std::string& path);
+    LuaResult runBytecode(const LuaBytecode& bytecode);
+    LuaResult runBytecodeFile(const std::string& path);
+    LuaResult runScriptFromBytecodeFile(const std::string& path);
+
+    static std::string valueToString(const LuaValue& value);
+
+    class Impl;
+
+private:
+    friend class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+VELMAR_LUA_API LuaResult runLuaScriptString(LuaVM& vm, const std::string& source, const std::string& chunkName);
+VELMAR_LUA_API LuaResult runLuaScriptFile(LuaVM& vm, const std::string& path);
+VELMAR_LUA_API LuaResult runLuaBytecode(LuaVM& vm, const LuaBytecode& bytecode);
+VELMAR_LUA_API LuaResult runLuaBytecodeFile(LuaVM& vm, const std::string& path);
+VELMAR_LUA_API LuaResult runLuaScriptFromBytecodeFile(LuaVM& vm, const std::string& path);
+VELMAR_LUA_API void bindCppFunctionToLuaVM(LuaVM& vm, const std::string& name, NativeFunction fn);
+
+// Writes text to the console that print and io.write use (complete lines reach the host).
+VELMAR_LUA_API void writeVelmarBootText(const std::string& text);
+VELMAR_LUA_API void writeVelmarBootText(const char* text);
+
+} // namespace velmar::lua

@@ -1,0 +1,157 @@
+// Value bridging between the public LuaValue and the interpreter's Value, both ways.
+#include "runtime/Interpreter.hpp"
+#include "support/StackGuard.hpp"
+
+#include <cerrno>
+#include <cstdlib>
+
+namespace velmar::lua
+{
+namespace
+{
+
+void guardBridgeDepth()
+{
+    if (zq::stackExhausted())
+    {
+        throw zq::runtime_error("stack overflow"); // nesting too deep, or a table that contains itself
+    }
+}
+
+// A map key becomes an integer key when the whole text is a base-10 integer.
+bool parseIntegerKey(const std::string& text, std::int64_t& out)
+{
+    if (text.empty())
+    {
+        return false;
+    }
+    errno = 0;
+    char* end = nullptr;
+    const long long integer = std::strtoll(text.c_str(), &end, 10);
+    if (errno != 0 || end != text.c_str() + text.size())
+    {
+        return false;
+    }
+    out = integer;
+    return true;
+}
+
+void releaseSharedHandle(LuaFunctionHandle* handle) noexcept
+{
+    if (--handle->refCount == 0)
+    {
+        LuaFunctionHandle::destroy(handle);
+    }
+}
+
+std::string keyText(const TableKey& key)
+{
+    switch (key.kind())
+    {
+    case TableKeyKind::Integer: return std::to_string(key.integer());
+    case TableKeyKind::String: return std::string(key.text());
+    case TableKeyKind::Boolean: return key.boolean() ? "true" : "false";
+    }
+    return std::string();
+}
+
+} // namespace
+
+Value LuaVM::Impl::publicToValue(const LuaValue& value) const
+{
+    guardBridgeDepth();
+    switch (value.type())
+    {
+    case LuaValue::Type::Nil: return Value();
+    case LuaValue::Type::Integer: return Value(value.asInteger());
+    case LuaValue::Type::Float: return Value(value.asFloat());
+    case LuaValue::Type::Boolean: return Value(value.asBoolean());
+    case LuaValue::Type::String: return Value(value.asString());
+    case LuaValue::Type::Array:
+    {
+        Ref<Table> table = makeTable();
+        const auto& elements = value.asArray();
+        for (std::size_t i = 0; i < elements.size(); ++i)
+        {
+            tableSetByKey(table.get(), TableKey::makeInteger(static_cast<std::int64_t>(i + 1)),
+                          publicToValue(elements[i]));
+        }
+        return Value(std::move(table));
+    }
+    case LuaValue::Type::Map:
+    {
+        Ref<Table> table = makeTable();
+        for (const auto& [key, element] : value.asMap())
+        {
+            std::int64_t integer = 0;
+            const TableKey tableKey =
+                parseIntegerKey(key, integer) ? TableKey::makeInteger(integer) : TableKey::makeString(key);
+            tableSetByKey(table.get(), tableKey, publicToValue(element));
+        }
+        return Value(std::move(table));
+    }
+    case LuaValue::Type::Function: return Value(Ref<LuaFunctionHandle>(value.asFunction().get()));
+    }
+    return Value();
+}
+
+LuaValue LuaVM::Impl::valueToPublic(const Value& value) const
+{
+    guardBridgeDepth();
+    switch (value.kind())
+    {
+    case ValueKind::Nil: return LuaValue();
+    case ValueKind::Integer: return LuaValue(static_cast<long long>(value.integer()));
+    case ValueKind::Float: return LuaValue(value.number());
+    case ValueKind::Boolean: return LuaValue(value.boolean());
+    case ValueKind::String: return LuaValue(value.string()->str());
+    case ValueKind::Function:
+    {
+        LuaFunctionHandle* handle = value.function();
+        if (!handle)
+        {
+            return LuaValue(std::shared_ptr<LuaFunctionHandle>());
+        }
+        ++handle->refCount; // the public pointer shares the interpreter's own handle
+        return LuaValue(std::shared_ptr<LuaFunctionHandle>(handle, releaseSharedHandle));
+    }
+    case ValueKind::Table:
+    {
+        Table* table = value.table();
+        const std::int64_t length = tableSequenceLength(table);
+        bool isArray = table->hash.empty();
+        for (std::size_t p = static_cast<std::size_t>(length); isArray && p < table->array.size(); ++p)
+        {
+            isArray = table->array[p].isNil();
+        }
+        if (isArray)
+        {
+            std::vector<LuaValue> elements;
+            elements.reserve(static_cast<std::size_t>(length));
+            for (std::int64_t i = 1; i <= length; ++i)
+            {
+                elements.push_back(valueToPublic(tableGetInteger(table, i)));
+            }
+            return LuaValue(std::move(elements));
+        }
+        LuaMap map;
+        for (std::size_t p = 0; p < table->array.size(); ++p)
+        {
+            if (!table->array[p].isNil())
+            {
+                map.insert_or_assign(std::to_string(p + 1), valueToPublic(table->array[p]));
+            }
+        }
+        for (const HashPart::Entry& entry : table->hash.entries())
+        {
+            map.insert_or_assign(keyText(entry.key), valueToPublic(entry.value));
+        }
+        return LuaValue(std::move(map));
+    }
+    case ValueKind::UserData:
+    case ValueKind::Iterator: throw zq::runtime_error("value cannot be bridged out of VelmarLua");
+    }
+    throw zq::runtime_error("unsupported VelmarLua value");
+}
+
+} // namespace velmar::lua

@@ -1,0 +1,207 @@
+// Containers ("VLBC" files) and running scripts and containers from files.
+#include "host/FileLayer.hpp"
+#include "host/FileStream.hpp"
+#include "runtime/Interpreter.hpp"
+#include "support/StackGuard.hpp"
+
+#include <cstring>
+#include <memory>
+
+namespace velmar::lua
+{
+namespace
+{
+
+constexpr char kBytecodeMagic[4] = {'V', 'L', 'B', 'C'};
+constexpr std::uint32_t kBytecodeVersion = 1;
+
+void writeBytes(std::vector<std::uint8_t>& out, const void* data, std::size_t count)
+{
+    const auto* bytes = static_cast<const std::uint8_t*>(data);
+    out.insert(out.end(), bytes, bytes + count);
+}
+
+void writeU32(std::vector<std::uint8_t>& out, std::uint32_t value)
+{
+    for (int shift = 0; shift < 32; shift += 8)
+    {
+        out.push_back(static_cast<std::uint8_t>(value >> shift));
+    }
+}
+
+void writeString(std::vector<std::uint8_t>& out, const std::string& text)
+{
+    writeU32(out, static_cast<std::uint32_t>(text.size()));
+    writeBytes(out, text.data(), text.size());
+}
+
+template <typename T> T readPrimitive(const std::vector<std::uint8_t>& bytes, std::size_t& offset);
+
+template <> std::uint32_t readPrimitive<std::uint32_t>(const std::vector<std::uint8_t>& bytes, std::size_t& offset)
+{
+    if (bytes.size() < 4 || offset > bytes.size() - 4)
+    {
+        throw zq::runtime_error("bytecode is truncated");
+    }
+    std::uint32_t value = 0;
+    for (int i = 3; i >= 0; --i)
+    {
+        value = (value << 8) | bytes[offset + static_cast<std::size_t>(i)];
+    }
+    offset += 4;
+    return value;
+}
+
+std::string readString(const std::vector<std::uint8_t>& bytes, std::size_t& offset)
+{
+    const std::uint32_t length = readPrimitive<std::uint32_t>(bytes, offset);
+    if (length > bytes.size() - offset) // compared without overflow: a length of all ones is refused here
+    {
+        throw zq::runtime_error("bytecode string exceeds file size");
+    }
+    std::string text(reinterpret_cast<const char*>(bytes.data() + offset), length);
+    offset += length;
+    return text;
+}
+
+struct FileCloser
+{
+    void operator()(zqfs_file* file) const noexcept { zqfs_fclose(file); }
+};
+
+} // namespace
+
+LuaBytecode LuaVM::compileScript(const std::string& source, const std::string& chunkName)
+{
+    zq::initStackLimit();
+    impl_->parseScript(source, chunkName); // validation only: the tree is discarded
+    LuaBytecode bytecode;
+    writeBytes(bytecode.bytes, kBytecodeMagic, sizeof(kBytecodeMagic));
+    writeU32(bytecode.bytes, kBytecodeVersion);
+    writeString(bytecode.bytes, chunkName); // the chunk name comes first
+    writeString(bytecode.bytes, source);
+    return bytecode;
+}
+
+bool LuaVM::writeBytecodeFile(const std::string& source, const std::string& path, const std::string& chunkName,
+                              std::string* error)
+{
+    try
+    {
+        const LuaBytecode bytecode = compileScript(source, chunkName);
+        zq::fstream file(path, zq::fstream::out | zq::fstream::trunc | zq::fstream::binary);
+        if (!file.is_open())
+        {
+            throw zq::runtime_error("failed to open file for writing: " + path);
+        }
+        file.write(reinterpret_cast<const char*>(bytecode.bytes.data()), bytecode.bytes.size());
+        file.close(); // the host sees the file only now, so a refusal shows here
+        if (!file.good())
+        {
+            throw zq::runtime_error("failed to write file: " + path);
+        }
+        return true;
+    }
+    catch (const zq::exception& failure)
+    {
+        if (error)
+        {
+            *error = failure.what();
+        }
+        return false;
+    }
+}
+
+LuaResult LuaVM::runBytecode(const LuaBytecode& bytecode)
+{
+    std::string chunkName;
+    std::string source;
+    try
+    {
+        const std::vector<std::uint8_t>& bytes = bytecode.bytes;
+        if (bytes.size() < 8)
+        {
+            throw zq::runtime_error("bytecode file is too small");
+        }
+        if (std::memcmp(bytes.data(), kBytecodeMagic, sizeof(kBytecodeMagic)) != 0)
+        {
+            throw zq::runtime_error("invalid VelmarLua bytecode header");
+        }
+        std::size_t offset = 4;
+        if (readPrimitive<std::uint32_t>(bytes, offset) != kBytecodeVersion)
+        {
+            throw zq::runtime_error("unsupported VelmarLua bytecode version");
+        }
+        chunkName = readString(bytes, offset);
+        source = readString(bytes, offset); // anything after the source is ignored
+    }
+    catch (const zq::exception& error)
+    {
+        return impl_->makeFailure(error, "<lua-bytecode>");
+    }
+    return impl_->runScriptString(source, chunkName);
+}
+
+LuaResult LuaVM::runBytecodeFile(const std::string& path)
+{
+    LuaBytecode bytecode;
+    try
+    {
+        zq::fstream file(path, zq::fstream::in | zq::fstream::binary);
+        if (!file.is_open())
+        {
+            throw zq::runtime_error("failed to open file: " + path);
+        }
+        file.seekg(0, zq::fstream::end);
+        const long long size = file.tellg();
+        file.seekg(0, zq::fstream::beg);
+        if (size < 0)
+        {
+            throw zq::runtime_error("failed to size file: " + path);
+        }
+        bytecode.bytes.resize(static_cast<std::size_t>(size));
+        if (size != 0)
+        {
+            file.read(reinterpret_cast<char*>(bytecode.bytes.data()), bytecode.bytes.size());
+            if (!file.good())
+            {
+                throw zq::runtime_error("failed to read file: " + path);
+            }
+        }
+    }
+    catch (const zq::exception& error)
+    {
+        return impl_->makeFailure(error, path);
+    }
+    return runBytecode(bytecode);
+}
+
+LuaResult LuaVM::runScriptFromBytecodeFile(const std::string& path)
+{
+    return runBytecodeFile(path);
+}
+
+LuaResult LuaVM::runScriptFile(const std::string& path)
+{
+    std::unique_ptr<zqfs_file, FileCloser> file(zqfs_fopen(path.c_str(), "rb"));
+    if (!file)
+    {
+        LuaResult result;
+        result.error = "unable to open script file: " + path;
+        return result;
+    }
+    std::string contents;
+    char piece[512];
+    while (true)
+    {
+        const std::size_t count = zqfs_fread(piece, 1, sizeof(piece), file.get());
+        contents.append(piece, count);
+        if (count < sizeof(piece))
+        {
+            break;
+        }
+    }
+    return impl_->runScriptString(contents, path); // the file stays open for the run, closed after
+}
+
+} // namespace velmar::lua

@@ -1,0 +1,257 @@
+// The facade: LuaVM's members, runs and their results, host-function binding.
+#include "velmar/lua/LuaVM.hpp"
+
+#include "runtime/Interpreter.hpp"
+#include "support/StackGuard.hpp"
+
+#include <new>
+
+namespace velmar::lua
+{
+
+LuaVM::Impl::Impl(LuaVM* owner) : owner(owner)
+{
+    bindDefaults();
+    stringLibrarySlot = resolveGlobalSlot("string");
+}
+
+ParsedChunk LuaVM::Impl::parseScript(std::string_view source, const std::string& chunkName)
+{
+    return compileChunk(source, chunkName, globalTable);
+}
+
+LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::string& chunkName)
+{
+    exitCode = -1;
+    zq::initStackLimit();
+    stackLimit = zq::gStackLimit;
+    try
+    {
+        MultiValue result;
+        {
+            ParsedChunk chunk = parseScript(source, chunkName);
+            Ref<Environment> environment = Environment::makeShared(chunk.localCount);
+            ExecStatus status;
+            try
+            {
+                status = executeStatements(chunk.statements, environment.get());
+            }
+            catch (const BreakSignal&)
+            {
+                status = ExecStatus::Break; // a break escaped every function up to the chunk
+            }
+            if (status == ExecStatus::Return)
+            {
+                result = std::move(pendingReturn);
+            }
+            else if (status == ExecStatus::Break)
+            {
+                throw RuntimeError("break outside a loop", pendingBreakLine, true);
+            }
+        }
+        return makeSuccess(result);
+    }
+    catch (const ExitSignal& exit)
+    {
+        exitCode = exit.code;
+        return makeSuccess(MultiValue(Value(static_cast<long long>(exit.code))));
+    }
+    catch (const ProtectedRuntimeError& error)
+    {
+        return makeFailure(error, chunkName);
+    }
+    catch (const zq::exception& error)
+    {
+        return makeFailure(error, chunkName);
+    }
+    catch (const BreakSignal&)
+    {
+        return makeFailure(RuntimeError("break outside a loop", pendingBreakLine, true), chunkName);
+    }
+    catch (const std::bad_alloc&)
+    {
+        LuaResult result;
+        result.error = "not enough memory";
+        return result;
+    }
+}
+
+LuaResult LuaVM::Impl::makeSuccess(const MultiValue& values)
+{
+    LuaResult result;
+    result.success = true;
+    if (values.size() == 1)
+    {
+        result.value = valueToPublic(values[0]);
+    }
+    else if (values.size() > 1)
+    {
+        Ref<Table> table = makeTable();
+        for (std::size_t i = 0; i < values.size(); ++i)
+        {
+            tableSetByKey(table.get(), TableKey::makeInteger(static_cast<std::int64_t>(i + 1)), values[i]);
+        }
+        result.value = valueToPublic(Value(std::move(table)));
+    }
+    if (exitCode >= 0)
+    {
+        result.hasExitCode = true;
+        result.exitCode = exitCode;
+    }
+    return result;
+}
+
+LuaResult LuaVM::Impl::makeFailure(const zq::exception& error, const std::string& chunkName) const
+{
+    LuaResult result;
+    const auto* runtime = dynamic_cast<const RuntimeError*>(&error);
+    if (runtime && runtime->hasLine)
+    {
+        result.error = chunkName + ":" + std::to_string(runtime->line) + ": " + error.what();
+    }
+    else
+    {
+        result.error = error.what();
+    }
+    return result;
+}
+
+LuaResult LuaVM::Impl::makeFailure(const ProtectedRuntimeError& error, const std::string& chunkName) const
+{
+    LuaResult result;
+    result.error = error.hasLine ? chunkName + ":" + std::to_string(error.line) + ": " + error.message : error.message;
+    return result;
+}
+
+void LuaVM::Impl::bindFunction(const std::string& name, NativeFunction fn)
+{
+    Impl* self = this;
+    auto wrapper = [self, fn = std::move(fn), name](LuaVM& vm, ValueSpan args, unsigned line) -> MultiValue {
+        std::vector<LuaValue> arguments;
+        arguments.reserve(args.size());
+        for (const Value& argument : args)
+        {
+            arguments.push_back(self->valueToPublic(argument));
+        }
+        try
+        {
+            return MultiValue(self->publicToValue(fn(vm, arguments)));
+        }
+        catch (const RuntimeError&)
+        {
+            throw;
+        }
+        catch (const zq::exception& error)
+        {
+            failRuntime(line, name + ": " + error.what());
+        }
+    };
+    setGlobalValue(name, Value(makeNativeFunction(name, std::move(wrapper))));
+}
+
+void LuaVM::Impl::bindNativeGlobal(const std::string& name, NativeCallable function)
+{
+    setGlobalValue(name, Value(makeNativeFunction(name, std::move(function))));
+}
+
+void LuaVM::Impl::bindTableFunction(Table& table, const std::string& name, NativeCallable function)
+{
+    tableSetByKey(&table, TableKey::makeString(name), Value(makeNativeFunction(name, std::move(function))));
+}
+
+// ---- LuaVM ----
+
+LuaVM::LuaVM() : impl_(std::make_unique<Impl>(this)) {}
+
+LuaVM::~LuaVM() = default;
+
+LuaVM::LuaVM(LuaVM&& other) noexcept : impl_(std::move(other.impl_))
+{
+    if (impl_)
+    {
+        impl_->owner = this;
+    }
+}
+
+LuaVM& LuaVM::operator=(LuaVM&& other) noexcept
+{
+    if (this != &other)
+    {
+        impl_ = std::move(other.impl_);
+        if (impl_)
+        {
+            impl_->owner = this;
+        }
+    }
+    return *this;
+}
+
+void LuaVM::bindFunction(const std::string& name, NativeFunction fn)
+{
+    impl_->bindFunction(name, std::move(fn));
+}
+
+void LuaVM::setGlobal(const std::string& name, const LuaValue& value)
+{
+    impl_->setGlobalValue(name, impl_->publicToValue(value));
+}
+
+bool LuaVM::getGlobal(const std::string& name, LuaValue& out) const
+{
+    try
+    {
+        const Value value = impl_->getGlobalValue(name);
+        if (value.isNil())
+        {
+            return false;
+        }
+        out = impl_->valueToPublic(value);
+        return true;
+    }
+    catch (const zq::exception&)
+    {
+        return false;
+    }
+}
+
+LuaResult LuaVM::runScriptString(const std::string& source, const std::string& chunkName)
+{
+    return impl_->runScriptString(source, chunkName);
+}
+
+std::string LuaVM::valueToString(const LuaValue& value)
+{
+    return value.toString();
+}
+
+LuaResult runLuaScriptString(LuaVM& vm, const std::string& source, const std::string& chunkName)
+{
+    return vm.runScriptString(source, chunkName);
+}
+
+LuaResult runLuaScriptFile(LuaVM& vm, const std::string& path)
+{
+    return vm.runScriptFile(path);
+}
+
+LuaResult runLuaBytecode(LuaVM& vm, const LuaBytecode& bytecode)
+{
+    return vm.runBytecode(bytecode);
+}
+
+LuaResult runLuaBytecodeFile(LuaVM& vm, const std::string& path)
+{
+    return vm.runBytecodeFile(path);
+}
+
+LuaResult runLuaScriptFromBytecodeFile(LuaVM& vm, const std::string& path)
+{
+    return vm.runScriptFromBytecodeFile(path);
+}
+
+void bindCppFunctionToLuaVM(LuaVM& vm, const std::string& name, NativeFunction fn)
+{
+    vm.bindFunction(name, std::move(fn));
+}
+
+} // namespace velmar::lua

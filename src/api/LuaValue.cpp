@@ -1,0 +1,261 @@
+// LuaValue: constructors, checked accessors and the text of a public value.
+#include "velmar/lua/LuaValue.hpp"
+
+#include "runtime/Function.hpp"
+#include "support/Errors.hpp"
+#include "support/NumberFormat.hpp"
+#include "support/StackGuard.hpp"
+
+namespace velmar::lua
+{
+
+LuaValue::LuaValue(std::vector<LuaValue> array)
+    : type_(Type::Array), payload_(std::make_shared<std::vector<LuaValue>>(std::move(array)))
+{
+}
+
+LuaValue::LuaValue(LuaMap map) : type_(Type::Map), payload_(std::make_shared<LuaMap>(std::move(map))) {}
+
+LuaValue LuaValue::makeArray()
+{
+    return LuaValue(std::vector<LuaValue>());
+}
+
+LuaValue LuaValue::makeMap()
+{
+    return LuaValue(LuaMap());
+}
+
+bool LuaValue::isTruthy() const noexcept
+{
+    return type_ != Type::Nil && (type_ != Type::Boolean || std::get<bool>(payload_));
+}
+
+long long LuaValue::asInteger() const
+{
+    switch (type_)
+    {
+    case Type::Integer: return std::get<long long>(payload_);
+    case Type::Float:
+    {
+        const double number = std::get<double>(payload_);
+        if (!(number == number))
+        {
+            return 0;
+        }
+        if (number >= 9223372036854775808.0)
+        {
+            return INT64_MAX; // saturates instead of trapping
+        }
+        if (number <= -9223372036854775808.0)
+        {
+            return INT64_MIN;
+        }
+        return static_cast<long long>(number);
+    }
+    case Type::Boolean: return std::get<bool>(payload_) ? 1 : 0;
+    default: throw zq::runtime_error("value is not numeric");
+    }
+}
+
+double LuaValue::asFloat() const
+{
+    switch (type_)
+    {
+    case Type::Float: return std::get<double>(payload_);
+    case Type::Integer: return static_cast<double>(std::get<long long>(payload_));
+    case Type::Boolean: return std::get<bool>(payload_) ? 1.0 : 0.0;
+    default: throw zq::runtime_error("value is not numeric");
+    }
+}
+
+bool LuaValue::asBoolean() const
+{
+    if (type_ != Type::Boolean)
+    {
+        throw zq::runtime_error("value is not boolean");
+    }
+    return std::get<bool>(payload_);
+}
+
+const std::string& LuaValue::asString() const
+{
+    if (type_ != Type::String)
+    {
+        throw zq::runtime_error("value is not a string");
+    }
+    return std::get<std::string>(payload_);
+}
+
+std::vector<LuaValue>& LuaValue::asArray()
+{
+    if (type_ != Type::Array)
+    {
+        throw zq::runtime_error("value is not an array");
+    }
+    return *std::get<LuaValueArray>(payload_);
+}
+
+const std::vector<LuaValue>& LuaValue::asArray() const
+{
+    return const_cast<LuaValue*>(this)->asArray();
+}
+
+LuaMap& LuaValue::asMap()
+{
+    if (type_ != Type::Map)
+    {
+        throw zq::runtime_error("value is not a map");
+    }
+    return *std::get<LuaValueMap>(payload_);
+}
+
+const LuaMap& LuaValue::asMap() const
+{
+    return const_cast<LuaValue*>(this)->asMap();
+}
+
+const std::shared_ptr<LuaFunctionHandle>& LuaValue::asFunction() const
+{
+    if (type_ != Type::Function)
+    {
+        throw zq::runtime_error("value is not a function");
+    }
+    return std::get<std::shared_ptr<LuaFunctionHandle>>(payload_);
+}
+
+std::string LuaValue::functionName() const
+{
+    if (type_ != Type::Function)
+    {
+        return std::string();
+    }
+    const auto& handle = std::get<std::shared_ptr<LuaFunctionHandle>>(payload_);
+    return handle && !handle->name.empty() ? handle->name : std::string("anonymous");
+}
+
+namespace
+{
+
+void appendText(std::string& out, const LuaValue& value)
+{
+    if (zq::stackExhausted())
+    {
+        throw zq::runtime_error("stack overflow"); // a table nested too deeply (or containing itself)
+    }
+    switch (value.type())
+    {
+    case LuaValue::Type::Nil: out += "nil"; return;
+    case LuaValue::Type::Integer: zq::append_number(out, value.asInteger()); return;
+    case LuaValue::Type::Float: zq::append_number(out, value.asFloat()); return;
+    case LuaValue::Type::Boolean: out += value.asBoolean() ? "true" : "false"; return;
+    case LuaValue::Type::String: out += value.asString(); return;
+    case LuaValue::Type::Array:
+    {
+        out += '[';
+        bool first = true;
+        for (const LuaValue& element : value.asArray())
+        {
+            if (!first)
+            {
+                out += ", ";
+            }
+            first = false;
+            appendText(out, element);
+        }
+        out += ']';
+        return;
+    }
+    case LuaValue::Type::Map:
+    {
+        out += '{';
+        bool first = true;
+        for (const auto& [key, element] : value.asMap())
+        {
+            if (!first)
+            {
+                out += ", ";
+            }
+            first = false;
+            out += key;
+            out += ": ";
+            appendText(out, element);
+        }
+        out += '}';
+        return;
+    }
+    case LuaValue::Type::Function:
+        out += "[function ";
+        out += value.functionName();
+        out += ']';
+        return;
+    }
+}
+
+} // namespace
+
+std::string LuaValue::toString() const
+{
+    zq::initStackLimit();
+    std::string out;
+    appendText(out, *this);
+    return out;
+}
+
+LuaMap::LuaMap(std::initializer_list<Entry> entries)
+{
+    for (const Entry& entry : entries)
+    {
+        insert_or_assign(entry.first, entry.second);
+    }
+}
+
+LuaValue& LuaMap::operator[](const std::string& key)
+{
+    const auto found = index_.find(key);
+    if (found != index_.end())
+    {
+        return entries_[found->second].second;
+    }
+    index_.emplace(key, entries_.size());
+    entries_.emplace_back(key, LuaValue());
+    return entries_.back().second;
+}
+
+void LuaMap::insert_or_assign(const std::string& key, LuaValue value)
+{
+    (*this)[key] = std::move(value);
+}
+
+LuaValue* LuaMap::find(const std::string& key)
+{
+    const auto found = index_.find(key);
+    return found == index_.end() ? nullptr : &entries_[found->second].second;
+}
+
+const LuaValue* LuaMap::find(const std::string& key) const
+{
+    return const_cast<LuaMap*>(this)->find(key);
+}
+
+bool LuaMap::erase(const std::string& key)
+{
+    const auto found = index_.find(key);
+    if (found == index_.end())
+    {
+        return false;
+    }
+    const std::size_t position = found->second;
+    index_.erase(found);
+    entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(position));
+    for (auto& [name, index] : index_)
+    {
+        if (index > position)
+        {
+            --index;
+        }
+    }
+    return true;
+}
+
+} // namespace velmar::lua

@@ -1,0 +1,449 @@
+// Expression evaluation: operators, constructors, indexing, calls and assignment targets.
+#include "runtime/Interpreter.hpp"
+
+#include <cmath>
+#include <cstring>
+
+namespace velmar::lua
+{
+namespace
+{
+
+// The key Value of a name in the tree, made once and kept in the node.
+const Value& nameKeyOf(const Value& cache, const std::string& name)
+{
+    if (!cache.isString())
+    {
+        const_cast<Value&>(cache) = Value(name);
+    }
+    return cache;
+}
+
+TableKey stringKey(const Value& text)
+{
+    return TableKey::makeString(Ref<LuaString>(text.string()));
+}
+
+[[noreturn]] void failOperands(std::uint32_t line, TokenKind op)
+{
+    const char* symbol = "+";
+    switch (op)
+    {
+    case TokenKind::Minus: symbol = "-"; break;
+    case TokenKind::Star: symbol = "*"; break;
+    case TokenKind::Slash: symbol = "/"; break;
+    case TokenKind::Percent: symbol = "%"; break;
+    default: break;
+    }
+    failRuntime(line, std::string("operator '") + symbol + "' expects numbers");
+}
+
+Value concatenate(const Value& left, const Value& right)
+{
+    if (left.isString() && right.isString())
+    {
+        const LuaString& a = *left.string();
+        const LuaString& b = *right.string();
+        Ref<LuaString> joined = LuaString::makeUninitialized(a.size() + b.size());
+        std::memcpy(joined->mutableData(), a.data(), a.size());
+        std::memcpy(joined->mutableData() + a.size(), b.data(), b.size());
+        return Value(std::move(joined));
+    }
+    std::string text;
+    left.appendTo(text);
+    right.appendTo(text);
+    return Value(text);
+}
+
+} // namespace
+
+Value LuaVM::Impl::evaluateExpression(const Expr& expr, Environment* environment)
+{
+    switch (expr.kind)
+    {
+    case ExprKind::Literal: return static_cast<const LiteralExpr&>(expr).value;
+    case ExprKind::Variable:
+    {
+        const auto& variable = static_cast<const VariableExpr&>(expr);
+        if (variable.depth >= 0)
+        {
+            Environment* scope = resolveLocalEnvironment(environment, variable.depth);
+            return scope && variable.slot < scope->slotCount() ? scope->slots[variable.slot] : Value();
+        }
+        if (variable.hasGlobalSlot)
+        {
+            return globalTable.globals[variable.globalSlot];
+        }
+        return getGlobalValue(variable.name);
+    }
+    case ExprKind::Unary: return evaluateUnary(static_cast<const UnaryExpr&>(expr), environment);
+    case ExprKind::Binary: return evaluateBinary(static_cast<const BinaryExpr&>(expr), environment);
+    case ExprKind::Table: return evaluateTable(static_cast<const TableExpr&>(expr), environment);
+    case ExprKind::Field: return evaluateField(static_cast<const FieldExpr&>(expr), environment);
+    case ExprKind::Index: return evaluateIndex(static_cast<const IndexExpr&>(expr), environment);
+    case ExprKind::Call:
+    {
+        MultiValue results = callExpression(static_cast<const CallExpr&>(expr), environment);
+        return results.empty() ? Value() : std::move(results[0]);
+    }
+    case ExprKind::Function:
+        return makeScriptFunction("<anonymous>", static_cast<const FunctionExpr&>(expr), environment);
+    }
+    failRuntime(expr.line, "unsupported expression");
+}
+
+MultiValue LuaVM::Impl::evaluateExpressionMulti(const Expr& expr, Environment* environment, bool wantAll)
+{
+    if (wantAll && expr.kind == ExprKind::Call)
+    {
+        return callExpression(static_cast<const CallExpr&>(expr), environment);
+    }
+    return MultiValue(evaluateExpression(expr, environment));
+}
+
+MultiValue LuaVM::Impl::evaluateExpressionList(const std::vector<ExprPtr>& exprs, Environment* environment)
+{
+    MultiValue values;
+    const std::size_t count = exprs.size();
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        const Expr& expr = *exprs[i];
+        if (i + 1 == count && expr.kind == ExprKind::Call)
+        {
+            MultiValue results = callExpression(static_cast<const CallExpr&>(expr), environment);
+            if (values.empty())
+            {
+                return results;
+            }
+            for (Value& result : results)
+            {
+                values.push(std::move(result));
+            }
+            return values;
+        }
+        values.push(evaluateExpression(expr, environment));
+    }
+    return values;
+}
+
+Value LuaVM::Impl::evaluateUnary(const UnaryExpr& expr, Environment* environment)
+{
+    guardStack(expr.line);
+    const Value operand = evaluateExpression(*expr.operand, environment);
+    switch (expr.op)
+    {
+    case TokenKind::Minus:
+        if (!operand.isNumber())
+        {
+            failRuntime(expr.line, "unary '-' expects a number");
+        }
+        return negateNumber(operand);
+    case TokenKind::Not: return Value(!operand.isTruthy());
+    case TokenKind::Hash:
+        if (operand.isString())
+        {
+            return Value(static_cast<long long>(operand.string()->size()));
+        }
+        if (operand.isTable())
+        {
+            return Value(static_cast<long long>(tableSequenceLength(operand.table())));
+        }
+        failRuntime(expr.line, "length operator expects a string or table");
+    default: failRuntime(expr.line, "unsupported expression");
+    }
+}
+
+Value LuaVM::Impl::evaluateBinary(const BinaryExpr& expr, Environment* environment)
+{
+    guardStack(expr.line);
+    const TokenKind op = expr.op;
+    if (op == TokenKind::And || op == TokenKind::Or)
+    {
+        Value left = evaluateExpression(*expr.left, environment);
+        if (left.isTruthy() == (op == TokenKind::Or))
+        {
+            return left; // the right operand is evaluated only when needed
+        }
+        return evaluateExpression(*expr.right, environment);
+    }
+    const Value left = evaluateExpression(*expr.left, environment);
+    const Value right = evaluateExpression(*expr.right, environment);
+    long long integer;
+    switch (op)
+    {
+    case TokenKind::Plus:
+        if (left.isInteger() && right.isInteger() && !__builtin_add_overflow(left.integer(), right.integer(), &integer))
+        {
+            return Value(integer);
+        }
+        if (!left.isNumber() || !right.isNumber())
+        {
+            failOperands(expr.line, op);
+        }
+        return addNumbers(left, right);
+    case TokenKind::Minus:
+        if (left.isInteger() && right.isInteger() && !__builtin_sub_overflow(left.integer(), right.integer(), &integer))
+        {
+            return Value(integer);
+        }
+        if (!left.isNumber() || !right.isNumber())
+        {
+            failOperands(expr.line, op);
+        }
+        return subtractNumbers(left, right);
+    case TokenKind::Star:
+        if (!left.isNumber() || !right.isNumber())
+        {
+            failOperands(expr.line, op);
+        }
+        return multiplyNumbers(left, right);
+    case TokenKind::Slash:
+    {
+        if (!left.isNumber() || !right.isNumber())
+        {
+            failOperands(expr.line, op);
+        }
+        const double divisor = right.asFloat();
+        if (std::fabs(divisor) <= kEpsilon)
+        {
+            failRuntime(expr.line, "division by zero");
+        }
+        return Value(left.asFloat() / divisor); // always a float, never normalised
+    }
+    case TokenKind::Percent:
+        if (!left.isNumber() || !right.isNumber())
+        {
+            failOperands(expr.line, op);
+        }
+        if (std::fabs(right.asFloat()) <= kEpsilon)
+        {
+            failRuntime(expr.line, "modulo by zero");
+        }
+        return moduloNumbers(left, right);
+    case TokenKind::DotDot: return concatenate(left, right);
+    case TokenKind::Equal: return Value(valuesEqual(left, right));
+    case TokenKind::NotEqual: return Value(!valuesEqual(left, right));
+    case TokenKind::Less:
+    case TokenKind::LessEqual:
+    case TokenKind::Greater:
+    case TokenKind::GreaterEqual: return compareValues(left, right, op, expr.line);
+    default: failRuntime(expr.line, "unsupported expression");
+    }
+}
+
+Value LuaVM::Impl::compareValues(const Value& left, const Value& right, TokenKind op, std::uint32_t line)
+{
+    int order; // -1, 0, 1; 2 when unordered (NaN)
+    if (left.isInteger() && right.isInteger())
+    {
+        order = left.integer() < right.integer() ? -1 : (left.integer() > right.integer() ? 1 : 0);
+    }
+    else if (left.isNumber() && right.isNumber())
+    {
+        const double a = left.asFloat();
+        const double b = right.asFloat();
+        order = a < b ? -1 : (a > b ? 1 : (a == b ? 0 : 2));
+    }
+    else if (left.isString() && right.isString())
+    {
+        const int compared = left.stringView().compare(right.stringView());
+        order = compared < 0 ? -1 : (compared > 0 ? 1 : 0);
+    }
+    else
+    {
+        failRuntime(line, "ordered comparisons require matching numbers or strings");
+    }
+    switch (op)
+    {
+    case TokenKind::Less: return Value(order == -1);
+    case TokenKind::LessEqual: return Value(order == -1 || order == 0);
+    case TokenKind::Greater: return Value(order == 1);
+    case TokenKind::GreaterEqual: return Value(order == 1 || order == 0);
+    default: failRuntime(line, "unsupported expression");
+    }
+}
+
+Value LuaVM::Impl::evaluateTable(const TableExpr& expr, Environment* environment)
+{
+    guardStack(expr.line);
+    Ref<Table> table = makeTable();
+    std::int64_t position = 0;
+    for (const TableExpr::Field& field : expr.fields)
+    {
+        switch (field.kind)
+        {
+        case TableExpr::FieldKind::Positional:
+        {
+            Value value = evaluateExpression(*field.value, environment); // even a final call gives one value
+            tableSetByKey(table.get(), TableKey::makeInteger(++position), std::move(value));
+            break;
+        }
+        case TableExpr::FieldKind::Named:
+        {
+            Value value = evaluateExpression(*field.value, environment);
+            tableSetByKey(table.get(), stringKey(nameKeyOf(field.nameKey, field.name)), std::move(value));
+            break;
+        }
+        case TableExpr::FieldKind::Keyed:
+        {
+            const Value key = evaluateExpression(*field.key, environment);
+            TableKey tableKey;
+            if (!tryMakeKeyFromValue(key, tableKey))
+            {
+                failRuntime(field.line, "table keys must be numbers, strings, or booleans");
+            }
+            tableSetByKey(table.get(), tableKey, evaluateExpression(*field.value, environment));
+            break;
+        }
+        }
+    }
+    return Value(std::move(table));
+}
+
+Value LuaVM::Impl::evaluateField(const FieldExpr& expr, Environment* environment)
+{
+    guardStack(expr.line);
+    const Value object = evaluateExpression(*expr.object, environment);
+    const Value& key = nameKeyOf(expr.cacheKey, expr.name);
+    if (object.isTable())
+    {
+        return tableGetByKey(object.table(), stringKey(key));
+    }
+    return indexValue(object, key, expr.line);
+}
+
+Value LuaVM::Impl::evaluateIndex(const IndexExpr& expr, Environment* environment)
+{
+    guardStack(expr.line);
+    const Value object = evaluateExpression(*expr.object, environment);
+    const Value key = evaluateExpression(*expr.index, environment);
+    if (object.isTable() && key.isInteger())
+    {
+        return tableGetInteger(object.table(), key.integer());
+    }
+    return indexValue(object, key, expr.line);
+}
+
+Value LuaVM::Impl::indexValue(const Value& object, const Value& key, std::uint32_t line)
+{
+    switch (object.kind())
+    {
+    case ValueKind::String:
+    {
+        const Value& library = globalTable.globals[stringLibrarySlot];
+        if (key.isString() && library.isTable())
+        {
+            Value member = tableGetByKey(library.table(), stringKey(key));
+            if (!member.isNil())
+            {
+                return member;
+            }
+        }
+        failRuntime(line, "string indexing only supports library methods");
+    }
+    case ValueKind::UserData:
+        if (!key.isString())
+        {
+            failRuntime(line, "userdata fields must be strings");
+        }
+        return nativeObjectField(*this, object.userData(), key, line);
+    case ValueKind::Table:
+    {
+        TableKey tableKey;
+        if (!tryMakeKeyFromValue(key, tableKey))
+        {
+            failRuntime(line, "table index must be a number, string, or boolean");
+        }
+        return tableGetByKey(object.table(), tableKey);
+    }
+    default: failRuntime(line, std::string("attempt to index a ") + describeValueType(object) + " value");
+    }
+}
+
+void LuaVM::Impl::collectArguments(const std::vector<ExprPtr>& arguments, Environment* environment,
+                                   SmallValueStore<6>& out)
+{
+    const std::size_t count = arguments.size();
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        const Expr& argument = *arguments[i];
+        if (i + 1 == count && argument.kind == ExprKind::Call)
+        {
+            MultiValue results = callExpression(static_cast<const CallExpr&>(argument), environment);
+            for (Value& result : results)
+            {
+                out.push(std::move(result)); // only a final call expands to all its results
+            }
+            return;
+        }
+        out.push(evaluateExpression(argument, environment));
+    }
+}
+
+MultiValue LuaVM::Impl::callExpression(const CallExpr& call, Environment* environment)
+{
+    guardStack(call.line);
+    SmallValueStore<6> arguments;
+    Value callee;
+    if (call.object)
+    {
+        Value receiver = evaluateExpression(*call.object, environment);
+        callee = indexValue(receiver, nameKeyOf(call.methodKey, call.methodName), call.line);
+        arguments.push(std::move(receiver));
+    }
+    else
+    {
+        callee = evaluateExpression(*call.callee, environment);
+    }
+    collectArguments(call.arguments, environment, arguments);
+    return callValue(callee, arguments.span(), call.line);
+}
+
+void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environment* environment)
+{
+    switch (target.kind)
+    {
+    case AssignTarget::Kind::Name:
+        if (target.depth >= 0)
+        {
+            Environment* scope = resolveLocalEnvironment(environment, target.depth);
+            if (scope && target.slot < scope->slotCount())
+            {
+                scope->slots[target.slot] = std::move(value);
+            }
+        }
+        else if (target.hasGlobalSlot)
+        {
+            globalTable.globals[target.globalSlot] = std::move(value);
+        }
+        else
+        {
+            setGlobalValue(target.name, std::move(value));
+        }
+        return;
+    case AssignTarget::Kind::Field:
+    case AssignTarget::Kind::Index:
+    {
+        const Value object = evaluateExpression(*target.object, environment);
+        if (!object.isTable())
+        {
+            failRuntime(target.line, std::string("attempt to assign into a ") + describeValueType(object) + " value");
+        }
+        if (target.kind == AssignTarget::Kind::Field)
+        {
+            tableSetByKey(object.table(), stringKey(nameKeyOf(target.nameKey, target.name)), std::move(value));
+            return;
+        }
+        const Value key = evaluateExpression(*target.index, environment);
+        TableKey tableKey;
+        if (!tryMakeKeyFromValue(key, tableKey))
+        {
+            failRuntime(target.line, "table index must be a number, string, or boolean");
+        }
+        tableSetByKey(object.table(), tableKey, std::move(value));
+        return;
+    }
+    }
+}
+
+} // namespace velmar::lua

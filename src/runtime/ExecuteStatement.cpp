@@ -1,0 +1,277 @@
+// Statement execution: assignments, declarations, branches, loops, return and break.
+#include "runtime/Interpreter.hpp"
+#include "runtime/Iterator.hpp"
+
+#include <cmath>
+
+namespace velmar::lua
+{
+
+ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environment* environment)
+{
+    for (const StmtPtr& statement : statements)
+    {
+        const ExecStatus status = executeStatement(*statement, environment);
+        if (status != ExecStatus::Normal)
+        {
+            return status;
+        }
+    }
+    return ExecStatus::Normal;
+}
+
+ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* environment)
+{
+    switch (statement.kind)
+    {
+    case StmtKind::Expression:
+    {
+        const Expr& expression = *static_cast<const ExpressionStmt&>(statement).expression;
+        if (expression.kind == ExprKind::Call)
+        {
+            callExpression(static_cast<const CallExpr&>(expression), environment);
+        }
+        else
+        {
+            evaluateExpression(expression, environment);
+        }
+        return ExecStatus::Normal;
+    }
+    case StmtKind::Assignment: return executeAssignment(static_cast<const AssignmentStmt&>(statement), environment);
+    case StmtKind::FunctionDeclaration:
+    {
+        const auto& declaration = static_cast<const FunctionDeclarationStmt&>(statement);
+        std::string name = declaration.target.name.empty() ? "<function>" : declaration.target.name;
+        assignTarget(declaration.target, makeScriptFunction(std::move(name), *declaration.function, environment),
+                     environment);
+        return ExecStatus::Normal;
+    }
+    case StmtKind::If: return executeIf(static_cast<const IfStmt&>(statement), environment);
+    case StmtKind::While: return executeWhile(static_cast<const WhileStmt&>(statement), environment);
+    case StmtKind::NumericFor: return executeNumericFor(static_cast<const NumericForStmt&>(statement), environment);
+    case StmtKind::GenericFor: return executeGenericFor(static_cast<const GenericForStmt&>(statement), environment);
+    case StmtKind::Return:
+        pendingReturn = evaluateExpressionList(static_cast<const ReturnStmt&>(statement).values, environment);
+        return ExecStatus::Return;
+    case StmtKind::Break: pendingBreakLine = statement.line; return ExecStatus::Break;
+    }
+    failRuntime(statement.line, "unsupported statement");
+}
+
+ExecStatus LuaVM::Impl::executeAssignment(const AssignmentStmt& statement, Environment* environment)
+{
+    const auto& targets = statement.targets;
+    const auto& values = statement.values;
+    if (targets.size() == 1 && values.size() == 1)
+    {
+        assignTarget(targets[0], evaluateExpression(*values[0], environment), environment);
+        return ExecStatus::Normal;
+    }
+    // Every expression is evaluated before the first store.
+    MultiValue results = evaluateExpressionList(values, environment);
+    for (std::size_t i = 0; i < targets.size(); ++i)
+    {
+        assignTarget(targets[i], i < results.size() ? std::move(results[i]) : Value(), environment);
+    }
+    return ExecStatus::Normal;
+}
+
+ExecStatus LuaVM::Impl::executeBlock(const StmtList& body, std::size_t slotCount, bool noFunctions,
+                                     Environment* environment)
+{
+    guardStack(body.empty() ? 0 : body.front()->line);
+    if (noFunctions)
+    {
+        Environment local(slotCount);
+        local.setParent(environment);
+        return executeStatements(body, &local);
+    }
+    Ref<Environment> shared = Environment::makeShared(slotCount);
+    shared->setParent(environment);
+    return executeStatements(body, shared.get());
+}
+
+// Runs one loop iteration's body; a break that escaped a called function's body ends this loop too.
+ExecStatus LuaVM::Impl::executeLoopBody(const StmtList& body, Environment* environment)
+{
+    try
+    {
+        return executeStatements(body, environment);
+    }
+    catch (const BreakSignal&)
+    {
+        return ExecStatus::Break;
+    }
+}
+
+ExecStatus LuaVM::Impl::executeIf(const IfStmt& statement, Environment* environment)
+{
+    for (const IfStmt::Branch& branch : statement.branches)
+    {
+        if (evaluateExpression(*branch.condition, environment).isTruthy())
+        {
+            return executeBlock(branch.body, branch.slotCount, branch.noFunctions, environment);
+        }
+    }
+    if (statement.elseBody.empty())
+    {
+        return ExecStatus::Normal;
+    }
+    return executeBlock(statement.elseBody, statement.elseSlotCount, statement.elseNoFunctions, environment);
+}
+
+namespace
+{
+
+// Loop iterations run in one reused local environment, or in a fresh shared one per iteration when
+// the body makes closures (so each closure sees its own iteration's variables).
+class LoopEnvironment
+{
+public:
+    LoopEnvironment(std::size_t slotCount, bool noFunctions, Environment* parent)
+        : local_(noFunctions ? slotCount : 0), slotCount_(slotCount), noFunctions_(noFunctions), parent_(parent)
+    {
+        local_.setParent(parent);
+    }
+
+    Environment* next()
+    {
+        if (noFunctions_)
+        {
+            LuaVM::Impl::clearEnvironmentSlots(&local_);
+            return &local_;
+        }
+        shared_ = Environment::makeShared(slotCount_);
+        shared_->setParent(parent_);
+        return shared_.get();
+    }
+
+private:
+    Environment local_;
+    Ref<Environment> shared_;
+    std::size_t slotCount_;
+    bool noFunctions_;
+    Environment* parent_;
+};
+
+void storeSlot(Environment* environment, std::size_t slot, Value value)
+{
+    if (slot < environment->slotCount())
+    {
+        environment->slots[slot] = std::move(value);
+    }
+}
+
+} // namespace
+
+ExecStatus LuaVM::Impl::executeWhile(const WhileStmt& statement, Environment* environment)
+{
+    LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment);
+    while (evaluateExpression(*statement.condition, environment).isTruthy())
+    {
+        const ExecStatus status = executeLoopBody(statement.body, loop.next());
+        if (status == ExecStatus::Break)
+        {
+            break;
+        }
+        if (status == ExecStatus::Return)
+        {
+            return status;
+        }
+    }
+    return ExecStatus::Normal;
+}
+
+ExecStatus LuaVM::Impl::executeNumericFor(const NumericForStmt& statement, Environment* environment)
+{
+    const Value start = evaluateExpression(*statement.start, environment);
+    const Value limit = evaluateExpression(*statement.limit, environment);
+    const Value step = statement.step ? evaluateExpression(*statement.step, environment) : Value(1LL);
+    if (!start.isNumber() || !limit.isNumber() || !step.isNumber())
+    {
+        failRuntime(statement.line, "numeric for loop expects numeric bounds");
+    }
+    LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment);
+    if (start.isInteger() && limit.isInteger() && step.isInteger())
+    {
+        const std::int64_t last = limit.integer();
+        const std::int64_t increment = step.integer();
+        if (increment == 0)
+        {
+            failRuntime(statement.line, "numeric for step cannot be zero");
+        }
+        for (std::int64_t current = start.integer(); increment > 0 ? current <= last : current >= last;)
+        {
+            Environment* body = loop.next();
+            storeSlot(body, statement.variableSlot, Value(static_cast<long long>(current)));
+            const ExecStatus status = executeLoopBody(statement.body, body);
+            if (status == ExecStatus::Break)
+            {
+                break;
+            }
+            if (status == ExecStatus::Return)
+            {
+                return status;
+            }
+            if (__builtin_add_overflow(current, increment, &current))
+            {
+                break; // the next value does not exist: the loop ends instead of wrapping
+            }
+        }
+        return ExecStatus::Normal;
+    }
+    const double last = limit.asFloat();
+    const double increment = step.asFloat();
+    if (std::fabs(increment) <= kEpsilon)
+    {
+        failRuntime(statement.line, "numeric for step cannot be zero");
+    }
+    for (double current = start.asFloat(); increment > 0 ? current <= last : current >= last; current += increment)
+    {
+        Environment* body = loop.next();
+        storeSlot(body, statement.variableSlot, numericResult(current));
+        const ExecStatus status = executeLoopBody(statement.body, body);
+        if (status == ExecStatus::Break)
+        {
+            break;
+        }
+        if (status == ExecStatus::Return)
+        {
+            return status;
+        }
+    }
+    return ExecStatus::Normal;
+}
+
+ExecStatus LuaVM::Impl::executeGenericFor(const GenericForStmt& statement, Environment* environment)
+{
+    const MultiValue iterators = evaluateExpressionList(statement.iterators, environment);
+    if (iterators.empty() || iterators[0].kind() != ValueKind::Iterator)
+    {
+        failRuntime(statement.line, "generic for loop expects an iterator");
+    }
+    const Value iterator = iterators[0]; // keeps the state alive for the whole loop
+    IteratorState& state = *iterator.iterator();
+    LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment);
+    MultiValue item;
+    while (nextIteratorItem(state, item))
+    {
+        Environment* body = loop.next();
+        for (std::size_t i = 0; i < statement.variableSlots.size(); ++i)
+        {
+            storeSlot(body, statement.variableSlots[i], i < item.size() ? std::move(item[i]) : Value());
+        }
+        const ExecStatus status = executeLoopBody(statement.body, body);
+        if (status == ExecStatus::Break)
+        {
+            break;
+        }
+        if (status == ExecStatus::Return)
+        {
+            return status;
+        }
+    }
+    return ExecStatus::Normal;
+}
+
+} // namespace velmar::lua

@@ -1,0 +1,126 @@
+// LuaVM::Impl: the interpreter state and the tree-walking evaluator that runs as its members.
+#pragma once
+
+#include "frontend/Ast.hpp"
+#include "frontend/Compiler.hpp"
+#include "frontend/GlobalSlots.hpp"
+#include "runtime/Environment.hpp"
+#include "runtime/Function.hpp"
+#include "runtime/MultiValue.hpp"
+#include "runtime/Signals.hpp"
+#include "runtime/Table.hpp"
+#include "velmar/lua/LuaVM.hpp"
+
+#include <limits>
+#include <string>
+
+namespace velmar::lua
+{
+
+class NativeObject;
+
+// How a statement ended: normally, or by a return or break that the enclosing code must honour.
+enum class ExecStatus : std::uint8_t
+{
+    Normal,
+    Return, // the values wait in Impl::pendingReturn
+    Break,
+};
+
+constexpr std::size_t kUnbounded = std::numeric_limits<std::size_t>::max();
+
+class LuaVM::Impl
+{
+public:
+    explicit Impl(LuaVM* owner);
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+
+    static Impl& of(LuaVM& vm) noexcept { return *vm.impl_; }
+
+    // ---- Globals ----
+    std::size_t resolveGlobalSlot(std::string_view name) { return globalTable.resolveGlobalSlot(name); }
+    void setGlobalValue(std::size_t slot, Value value) { globalTable.globals[slot] = std::move(value); }
+    void setGlobalValue(std::string_view name, Value value) { setGlobalValue(resolveGlobalSlot(name), std::move(value)); }
+    Value getGlobalValue(std::size_t slot) const { return globalTable.globals[slot]; }
+    Value getGlobalValue(std::string_view name) { return getGlobalValue(resolveGlobalSlot(name)); }
+
+    // ---- Evaluator ----
+    ExecStatus executeStatements(const StmtList& statements, Environment* environment);
+    ExecStatus executeStatement(const Stmt& statement, Environment* environment);
+    Value evaluateExpression(const Expr& expr, Environment* environment);
+    MultiValue evaluateExpressionMulti(const Expr& expr, Environment* environment, bool wantAll);
+    MultiValue evaluateExpressionList(const std::vector<ExprPtr>& exprs, Environment* environment);
+    void assignTarget(const AssignTarget& target, Value value, Environment* environment);
+    Value indexValue(const Value& object, const Value& key, std::uint32_t line);
+    Value compareValues(const Value& left, const Value& right, TokenKind op, std::uint32_t line);
+
+    MultiValue callValue(const Value& callee, ValueSpan arguments, std::uint32_t line);
+    MultiValue callExpression(const CallExpr& call, Environment* environment);
+    MultiValue callHandle(LuaFunctionHandle* handle, ValueSpan arguments, std::uint32_t line);
+    Value makeScriptFunction(std::string name, const FunctionExpr& function, Environment* current);
+
+    static Environment* resolveLocalEnvironment(Environment* environment, std::int32_t depth) noexcept;
+    static void clearEnvironmentSlots(Environment* environment) noexcept;
+
+    // ---- Library binding and argument checks ----
+    void bindDefaults();
+    void bindFunction(const std::string& name, NativeFunction fn);
+    void bindNativeGlobal(const std::string& name, NativeCallable function);
+    void bindTableFunction(Table& table, const std::string& name, NativeCallable function);
+
+    static void requireArgumentCount(const char* name, std::size_t count, std::size_t min, std::size_t max);
+    static std::int64_t requireInteger(const char* name, ValueSpan args, std::size_t index, std::uint32_t line);
+    static double requireNumber(const char* name, ValueSpan args, std::size_t index, std::uint32_t line);
+    static const Value& requireString(const char* name, ValueSpan args, std::size_t index, std::uint32_t line);
+    static Table* requireTable(const char* name, ValueSpan args, std::size_t index, std::uint32_t line);
+    static NativeObject* requireUserData(const char* name, ValueSpan args, std::uint32_t line, std::uint8_t kind);
+
+    // ---- Facade ----
+    ParsedChunk parseScript(std::string_view source, const std::string& chunkName);
+    LuaResult runScriptString(const std::string& source, const std::string& chunkName);
+    LuaResult makeSuccess(const MultiValue& values);
+    LuaResult makeFailure(const zq::exception& error, const std::string& chunkName) const;
+    LuaResult makeFailure(const ProtectedRuntimeError& error, const std::string& chunkName) const;
+    Value publicToValue(const LuaValue& value) const;
+    LuaValue valueToPublic(const Value& value) const;
+
+    LuaVM* owner;
+    GlobalSlotTable globalTable;
+    std::int32_t exitCode = -1;
+
+    MultiValue pendingReturn;         // values of the return statement being unwound
+    std::uint32_t pendingBreakLine = 0; // line of the break statement being unwound
+    const char* stackLimit = nullptr; // frames below this address stop with "stack overflow"
+    std::size_t stringLibrarySlot = 0;
+
+private:
+    ExecStatus executeAssignment(const AssignmentStmt& statement, Environment* environment);
+    ExecStatus executeIf(const IfStmt& statement, Environment* environment);
+    ExecStatus executeWhile(const WhileStmt& statement, Environment* environment);
+    ExecStatus executeNumericFor(const NumericForStmt& statement, Environment* environment);
+    ExecStatus executeGenericFor(const GenericForStmt& statement, Environment* environment);
+    ExecStatus executeBlock(const StmtList& body, std::size_t slotCount, bool noFunctions, Environment* environment);
+    ExecStatus executeLoopBody(const StmtList& body, Environment* environment);
+    MultiValue runFunctionBody(const FunctionExpr& function, Environment* environment);
+
+    Value evaluateUnary(const UnaryExpr& expr, Environment* environment);
+    Value evaluateBinary(const BinaryExpr& expr, Environment* environment);
+    Value evaluateTable(const TableExpr& expr, Environment* environment);
+    Value evaluateField(const FieldExpr& expr, Environment* environment);
+    Value evaluateIndex(const IndexExpr& expr, Environment* environment);
+    void collectArguments(const std::vector<ExprPtr>& arguments, Environment* environment, SmallValueStore<6>& out);
+
+    void guardStack(std::uint32_t line) const
+    {
+        if (static_cast<const char*>(__builtin_frame_address(0)) < stackLimit)
+        {
+            failRuntime(line, "stack overflow");
+        }
+    }
+};
+
+// Field lookup on a userdata value: the methods of files and streams (io library).
+Value nativeObjectField(LuaVM::Impl& vm, NativeObject* object, const Value& key, std::uint32_t line);
+
+} // namespace velmar::lua
