@@ -1,0 +1,217 @@
+// velmarlua: the command-line host, a thin program over the public API and the host table.
+#include <velmar/lua/HostInterface.hpp>
+#include <velmar/lua/LuaVM.hpp>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+using velmar::lua::LuaMap;
+using velmar::lua::LuaResult;
+using velmar::lua::LuaValue;
+using velmar::lua::LuaVM;
+
+constexpr const char* kUsage = "usage: velmarlua [FILE [ARGS...]]   run FILE (a script or a container) with arg set\n"
+                               "       velmarlua -e CODE              run CODE\n"
+                               "       velmarlua -c SOURCE OUT        check SOURCE and write its container to OUT\n"
+                               "       velmarlua -v                   show the version\n"
+                               "       velmarlua -h                   show this help\n"
+                               "       velmarlua                      interactive prompt (runs index.lua first if present)\n";
+
+void reportError(const std::string& message)
+{
+    zq_lua_flush_output();
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s\n", message.c_str());
+}
+
+// Exit status of a finished run: 1 on failure, the os.exit code when there was one, else 0.
+int statusOf(const LuaResult& result)
+{
+    zq_lua_flush_output();
+    if (!result.success)
+    {
+        reportError(result.error);
+        return 1;
+    }
+    return result.hasExitCode ? result.exitCode : 0;
+}
+
+bool readWholeFile(const std::string& path, std::string& out)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+    {
+        return false;
+    }
+    std::stringstream contents;
+    contents << in.rdbuf();
+    out = contents.str();
+    return true;
+}
+
+bool startsWithContainerMagic(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    char magic[4] = {};
+    return in.read(magic, sizeof(magic)) && std::memcmp(magic, "VLBC", 4) == 0;
+}
+
+int runFile(const std::vector<std::string>& args)
+{
+    LuaVM vm;
+    LuaMap arg;
+    for (std::size_t i = 0; i < args.size(); ++i)
+    {
+        arg.insert_or_assign(std::to_string(i), LuaValue(args[i])); // arg[0] is the file as given
+    }
+    vm.setGlobal("arg", LuaValue(std::move(arg)));
+    const std::string& file = args.front();
+    return statusOf(startsWithContainerMagic(file) ? vm.runBytecodeFile(file) : vm.runScriptFile(file));
+}
+
+int compileFile(const std::string& source, const std::string& out)
+{
+    std::string text;
+    if (!readWholeFile(source, text))
+    {
+        reportError("unable to open script file: " + source);
+        return 1;
+    }
+    LuaVM vm;
+    std::string error;
+    if (!vm.writeBytecodeFile(text, out, source, &error))
+    {
+        reportError(error);
+        return 1;
+    }
+    return 0;
+}
+
+// True when the line is a complete expression on its own: then its value is shown.
+bool isExpression(LuaVM& vm, const std::string& line)
+{
+    try
+    {
+        vm.compileScript("return " + line, "(prompt)");
+        return true;
+    }
+    catch (const std::exception&)
+    {
+        return false;
+    }
+}
+
+int runPrompt()
+{
+    LuaVM vm;
+    bool exitRequested = false;
+    int exitStatus = 0;
+    auto noteExit = [&](const LuaResult& result) {
+        if (result.hasExitCode)
+        {
+            exitRequested = true;
+            exitStatus = result.exitCode;
+        }
+    };
+    vm.bindFunction("dofile", [&](LuaVM& self, const std::vector<LuaValue>& args) -> LuaValue {
+        const LuaResult result = self.runScriptFile(args.empty() ? std::string() : args[0].asString());
+        noteExit(result);
+        if (!result.success)
+        {
+            throw std::runtime_error(result.error);
+        }
+        return result.value;
+    });
+    zq_lua_show_banner();
+    if (std::ifstream("index.lua"))
+    {
+        const LuaResult result = vm.runScriptFile("index.lua");
+        noteExit(result);
+        if (!result.success)
+        {
+            reportError(result.error);
+        }
+    }
+    char line[512];
+    while (!exitRequested && zq_lua_readline(line, 510, "> ", false))
+    {
+        const std::string text(line);
+        if (text == "exit")
+        {
+            break;
+        }
+        const bool expression = isExpression(vm, text);
+        const LuaResult result = vm.runScriptString(expression ? "return " + text : text, "(prompt)");
+        zq_lua_flush_output();
+        noteExit(result);
+        if (!result.success)
+        {
+            reportError(result.error);
+        }
+        else if (expression && !result.hasExitCode && !result.value.isNil())
+        {
+            velmar::lua::writeVelmarBootText(result.value.toString() + "\n");
+        }
+    }
+    zq_lua_flush_output();
+    return exitStatus;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::vector<std::string> args(argv + 1, argv + argc);
+    int status = 0;
+    if (args.empty())
+    {
+        status = runPrompt();
+    }
+    else if (args[0] == "-v")
+    {
+        std::printf("VelmarLua 0.2\n");
+    }
+    else if (args[0] == "-h" || args[0] == "--help")
+    {
+        std::fputs(kUsage, stdout);
+    }
+    else if (args[0] == "-e")
+    {
+        if (args.size() < 2)
+        {
+            std::fputs(kUsage, stderr);
+            return 1;
+        }
+        LuaVM vm;
+        status = statusOf(vm.runScriptString(args[1], "(command line)"));
+    }
+    else if (args[0] == "-c")
+    {
+        if (args.size() != 3)
+        {
+            std::fputs(kUsage, stderr);
+            return 1;
+        }
+        status = compileFile(args[1], args[2]);
+    }
+    else if (args[0].size() > 1 && args[0][0] == '-')
+    {
+        std::fprintf(stderr, "velmarlua: unknown option %s\n", args[0].c_str());
+        std::fputs(kUsage, stderr);
+        return 1;
+    }
+    else
+    {
+        status = runFile(args);
+    }
+    std::fflush(stdout);
+    return status;
+}

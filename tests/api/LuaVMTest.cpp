@@ -1,0 +1,434 @@
+// The public API through the shared library: values, bridging, results, globals, host functions,
+// containers, moves, deep recursion on small stacks, and console capture through a host table.
+#include <velmar/lua/HostInterface.hpp>
+#include <velmar/lua/LuaVM.hpp>
+
+#include <gtest/gtest.h>
+
+#include <pthread.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+namespace
+{
+
+using velmar::lua::LuaBytecode;
+using velmar::lua::LuaMap;
+using velmar::lua::LuaResult;
+using velmar::lua::LuaValue;
+using velmar::lua::LuaVM;
+
+std::string gLines;
+
+int captureLine(const char* text)
+{
+    gLines += text;
+    gLines += '\n';
+    return 1;
+}
+
+// Installs a host table that captures console lines for the duration of a test.
+class CapturedConsole
+{
+public:
+    CapturedConsole()
+    {
+        api_ = *zq_desktop_program_api();
+        api_.write_line = captureLine;
+        previous_ = zq_set_program_api(&api_);
+        gLines.clear();
+    }
+    ~CapturedConsole()
+    {
+        zq_lua_flush_output();
+        zq_set_program_api(previous_);
+    }
+    std::string lines()
+    {
+        zq_lua_flush_output();
+        return gLines;
+    }
+
+private:
+    zq_program_api api_{};
+    const zq_program_api* previous_ = nullptr;
+};
+
+LuaResult run(LuaVM& vm, const std::string& source)
+{
+    return vm.runScriptString(source, "main.lua");
+}
+
+// Runs `body` on a thread whose stack is `stackSize` bytes.
+void runOnThread(std::size_t stackSize, std::function<void()> body)
+{
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, stackSize);
+    pthread_t thread;
+    auto trampoline = [](void* argument) -> void* {
+        (*static_cast<std::function<void()>*>(argument))();
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, &attributes, trampoline, &body), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+}
+
+// ---- LuaValue ----
+
+TEST(LuaValueTest, ConstructorsSetTheMatchingType)
+{
+    EXPECT_EQ(LuaValue().type(), LuaValue::Type::Nil);
+    EXPECT_EQ(LuaValue(nullptr).type(), LuaValue::Type::Nil);
+    EXPECT_EQ(LuaValue(-3).asInteger(), -3);
+    EXPECT_EQ(LuaValue(1LL << 40).asInteger(), 1LL << 40);
+    EXPECT_EQ(LuaValue(2.5).type(), LuaValue::Type::Float);
+    EXPECT_EQ(LuaValue(static_cast<const char*>(nullptr)).type(), LuaValue::Type::String);
+    EXPECT_EQ(LuaValue(static_cast<const char*>(nullptr)).asString(), "");
+    EXPECT_EQ(LuaValue::makeArray().asArray().size(), 0u);
+    EXPECT_EQ(LuaValue::makeMap().asMap().size(), 0u);
+}
+
+TEST(LuaValueTest, NumericAccessorsAcceptBooleansButNotTheReverse)
+{
+    EXPECT_EQ(LuaValue(true).asInteger(), 1);
+    EXPECT_EQ(LuaValue(false).asFloat(), 0.0);
+    EXPECT_EQ(LuaValue(2.9).asInteger(), 2);
+    EXPECT_EQ(LuaValue(-2.9).asInteger(), -2);
+    EXPECT_THROW(LuaValue(1).asBoolean(), std::exception);
+    try
+    {
+        LuaValue(1).asBoolean();
+    }
+    catch (const std::exception& error)
+    {
+        EXPECT_STREQ(error.what(), "value is not boolean");
+    }
+    try
+    {
+        LuaValue("x").asInteger();
+    }
+    catch (const std::exception& error)
+    {
+        EXPECT_STREQ(error.what(), "value is not numeric");
+    }
+    try
+    {
+        LuaValue().asArray();
+    }
+    catch (const std::exception& error)
+    {
+        EXPECT_STREQ(error.what(), "value is not an array");
+    }
+}
+
+TEST(LuaValueTest, TruthinessOnlyFailsForNilAndFalse)
+{
+    EXPECT_FALSE(LuaValue().isTruthy());
+    EXPECT_FALSE(LuaValue(false).isTruthy());
+    EXPECT_TRUE(LuaValue(0).isTruthy());
+    EXPECT_TRUE(LuaValue(0.0).isTruthy());
+    EXPECT_TRUE(LuaValue("").isTruthy());
+}
+
+TEST(LuaValueTest, ToStringNestsArraysAndMapsInInsertionOrder)
+{
+    LuaMap map;
+    map["b"] = LuaValue(1);
+    map["a"] = LuaValue(2.5);
+    map["b"] = LuaValue("again"); // keeps its first position
+    EXPECT_EQ(LuaValue(map).toString(), "{b: again, a: 2.500000}");
+    EXPECT_EQ(LuaValue(std::vector<LuaValue>{LuaValue(1), LuaValue("a"), LuaValue::makeMap()}).toString(), "[1, a, {}]");
+    EXPECT_EQ(LuaValue(std::shared_ptr<velmar::lua::LuaFunctionHandle>()).toString(), "[function anonymous]");
+    EXPECT_EQ(LuaVM::valueToString(LuaValue(true)), "true");
+}
+
+TEST(LuaValueTest, CopiesShareArraysAndMaps)
+{
+    LuaValue array = LuaValue::makeArray();
+    LuaValue copy = array;
+    copy.asArray().push_back(LuaValue(7));
+    EXPECT_EQ(array.asArray().size(), 1u);
+}
+
+// ---- Results ----
+
+TEST(LuaVMTest, ReturnValuesBecomeOneResultValue)
+{
+    LuaVM vm;
+    EXPECT_EQ(run(vm, "return 1, 2, 3").value.toString(), "[1, 2, 3]");
+    EXPECT_TRUE(run(vm, "return").value.isNil());
+    EXPECT_TRUE(run(vm, "x = 1").value.isNil());
+    EXPECT_EQ(run(vm, "return nil, 5").value.toString(), "{2: 5}");
+    EXPECT_EQ(run(vm, "return 1, nil").value.toString(), "[1]");
+    EXPECT_EQ(run(vm, "return {}").value.type(), LuaValue::Type::Array);
+    EXPECT_EQ(run(vm, "return {x = 1}").value.toString(), "{x: 1}");
+    EXPECT_EQ(run(vm, "return {1, 2, x = 3}").value.toString(), "{1: 1, 2: 2, x: 3}");
+    EXPECT_EQ(run(vm, "return 10 / 2").value.type(), LuaValue::Type::Float);
+}
+
+TEST(LuaVMTest, ErrorsCarryChunkNameLineAndColumn)
+{
+    LuaVM vm;
+    LuaResult result = run(vm, "local a = 1\n\nerror('T')");
+    EXPECT_FALSE(result.success);
+    EXPECT_EQ(result.error, "main.lua:3: T");
+    EXPECT_EQ(run(vm, "\n\nx = ~1").error, "main.lua:3:5: unexpected '~'");
+    EXPECT_EQ(run(vm, "x = 1 +").error, "main.lua:1:8: expected expression");
+    EXPECT_EQ(run(vm, "local t = nil\nt.x = 1").error, "main.lua:2: attempt to assign into a nil value");
+}
+
+TEST(LuaVMTest, FailedRunKeepsEarlierGlobalsAndTheVmUsable)
+{
+    LuaVM vm;
+    EXPECT_FALSE(run(vm, "counter = 41\nerror('stop')\ncounter = 0").success);
+    const LuaResult result = run(vm, "counter = counter + 1 return counter");
+    ASSERT_TRUE(result.success) << result.error;
+    EXPECT_EQ(result.value.asInteger(), 42);
+}
+
+TEST(LuaVMTest, BreakOutsideEveryLoopFailsTheRun)
+{
+    LuaVM vm;
+    EXPECT_EQ(run(vm, "x = 1\nbreak").error, "main.lua:2: break outside a loop");
+    EXPECT_EQ(run(vm, "local function f()\n  break\nend\nf()").error, "main.lua:2: break outside a loop");
+    // A break escaping a function body still ends the caller's innermost loop.
+    EXPECT_EQ(run(vm, "local n = 0\nlocal function f() break end\nwhile true do n = n + 1 f() end\nreturn n")
+                  .value.asInteger(),
+              1);
+}
+
+// ---- Globals and bridging ----
+
+TEST(LuaVMTest, GlobalsBridgeBothWays)
+{
+    LuaVM vm;
+    LuaMap map;
+    map["1"] = LuaValue("a");
+    map["x"] = LuaValue(true);
+    map[" 2"] = LuaValue("spaced"); // strtoll skips leading blanks, so this is the integer key 2
+    vm.setGlobal("t", LuaValue(map));
+    EXPECT_EQ(run(vm, "return t[1], t.x, t[2]").value.toString(), "[a, true, spaced]");
+
+    vm.setGlobal("list", LuaValue(std::vector<LuaValue>{LuaValue(1), LuaValue(), LuaValue(3)}));
+    EXPECT_EQ(run(vm, "return #list, list[3]").value.toString(), "[1, 3]");
+
+    LuaValue out(99);
+    EXPECT_FALSE(vm.getGlobal("neverAssigned", out));
+    EXPECT_EQ(out.asInteger(), 99); // untouched
+    ASSERT_TRUE(run(vm, "g = {10, 20, n = {true}}").success);
+    ASSERT_TRUE(vm.getGlobal("g", out));
+    EXPECT_EQ(out.toString(), "{1: 10, 2: 20, n: [true]}");
+    ASSERT_TRUE(run(vm, "it = pairs({})").success);
+    EXPECT_FALSE(vm.getGlobal("it", out)); // an iterator cannot be bridged
+}
+
+TEST(LuaVMTest, FunctionsKeepTheirIdentityAcrossTheBridge)
+{
+    LuaVM vm;
+    ASSERT_TRUE(run(vm, "function double(x) return x * 2 end").success);
+    LuaValue function;
+    ASSERT_TRUE(vm.getGlobal("double", function));
+    EXPECT_EQ(function.toString(), "[function double]");
+    vm.setGlobal("again", function);
+    EXPECT_EQ(run(vm, "return again == double, again(21)").value.toString(), "[true, 42]");
+}
+
+// ---- Host functions ----
+
+TEST(LuaVMTest, HostFunctionsReceiveArgumentsAndReturnOneValue)
+{
+    LuaVM vm;
+    vm.bindFunction("sum", [](LuaVM&, const std::vector<LuaValue>& args) {
+        long long total = 0;
+        for (const LuaValue& arg : args)
+        {
+            total += arg.asInteger();
+        }
+        return LuaValue(total);
+    });
+    velmar::lua::bindCppFunctionToLuaVM(vm, "nothing", [](LuaVM&, const std::vector<LuaValue>&) { return LuaValue(); });
+    EXPECT_EQ(run(vm, "return sum(1, 2, 3.9)").value.asInteger(), 6);
+    EXPECT_EQ(run(vm, "return select == nil, nothing()").value.toString(), "[true]"); // a trailing nil is lost
+    EXPECT_EQ(run(vm, "local a, b = nothing() return b == nil").value.toString(), "true");
+}
+
+TEST(LuaVMTest, HostFunctionErrorsBecomeScriptErrorsNamedAfterTheFunction)
+{
+    LuaVM vm;
+    vm.bindFunction("myfn", [](LuaVM&, const std::vector<LuaValue>& args) { return LuaValue(args.at(0).asInteger()); });
+    EXPECT_EQ(run(vm, "\n\n\nmyfn('text')").error, "main.lua:4: myfn: value is not numeric");
+    EXPECT_EQ(run(vm, "return pcall(myfn, {})").value.toString(), "[false, myfn: value is not numeric]");
+    // Exceptions outside the library's family pass through to the host unchanged.
+    vm.bindFunction("raw", [](LuaVM&, const std::vector<LuaValue>&) -> LuaValue { throw std::logic_error("host"); });
+    EXPECT_THROW(run(vm, "raw()"), std::logic_error);
+    EXPECT_TRUE(run(vm, "return 1").success);
+}
+
+TEST(LuaVMTest, HostFunctionsCanRunNestedChunks)
+{
+    LuaVM vm;
+    vm.bindFunction("eval", [](LuaVM& self, const std::vector<LuaValue>& args) {
+        return self.runScriptString(args.at(0).asString(), "inner").value;
+    });
+    EXPECT_EQ(run(vm, "local x = eval('return 6 * 7') return x + 1").value.asInteger(), 43);
+}
+
+// ---- Moves ----
+
+TEST(LuaVMTest, MovedInterpretersKeepTheirStateAndOwner)
+{
+    LuaVM first;
+    ASSERT_TRUE(run(first, "kept = 'yes'").success);
+    LuaVM second(std::move(first));
+    second.bindFunction("who", [&second](LuaVM& vm, const std::vector<LuaValue>&) { return LuaValue(&vm == &second); });
+    EXPECT_EQ(run(second, "return kept, who()").value.toString(), "[yes, true]");
+    LuaVM third;
+    third = std::move(second);
+    EXPECT_EQ(run(third, "return kept").value.asString(), "yes");
+    third = std::move(third);
+    EXPECT_EQ(run(third, "return kept").value.asString(), "yes");
+}
+
+// ---- Deep recursion ----
+
+TEST(LuaVMTest, RunawayRecursionFailsCleanlyOnTheMainThread)
+{
+    LuaVM vm;
+    const LuaResult result = run(vm, "local function f(n) return f(n + 1) + 1 end\nf(1)");
+    EXPECT_EQ(result.error, "main.lua:1: stack overflow");
+    const LuaResult caught = run(vm, "local function f(n) return f(n + 1) + 1 end\nreturn pcall(f, 1)");
+    EXPECT_EQ(caught.value.toString(), "[false, stack overflow]");
+    EXPECT_EQ(run(vm, "return 1").value.asInteger(), 1);
+}
+
+TEST(LuaVMTest, RunawayRecursionFailsCleanlyOnASmallHostThread)
+{
+    LuaResult result;
+    LuaResult caught;
+    runOnThread(1 << 20, [&] {
+        LuaVM vm;
+        result = run(vm, "local function f(n) if n == 1000000 then return 0 end return f(n + 1) + 1 end\nf(1)");
+        caught = run(vm, "local function f(n) return {f(n + 1)} end\nreturn pcall(f, 1)");
+    });
+    EXPECT_EQ(result.error, "main.lua:1: stack overflow");
+    EXPECT_EQ(caught.value.toString(), "[false, stack overflow]");
+}
+
+TEST(LuaVMTest, DeepNestingIsASyntaxErrorNotACrash)
+{
+    LuaVM vm;
+    const std::string deep = "return " + std::string(100000, '(') + "1" + std::string(100000, ')');
+    const LuaResult result = run(vm, deep);
+    EXPECT_FALSE(result.success);
+    EXPECT_NE(result.error.find("nesting too deep"), std::string::npos) << result.error;
+    const std::string fine = "return " + std::string(200, '(') + "1" + std::string(200, ')');
+    EXPECT_EQ(run(vm, fine).value.asInteger(), 1);
+    LuaResult onThread;
+    runOnThread(1 << 20, [&] {
+        LuaVM small;
+        onThread = run(small, "x = " + std::string(100000, '{') + std::string(100000, '}'));
+    });
+    EXPECT_NE(onThread.error.find("nesting too deep"), std::string::npos) << onThread.error;
+}
+
+// ---- Containers and files ----
+
+class LuaVMFileTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        previous_ = std::filesystem::current_path();
+        directory_ = std::filesystem::temp_directory_path() / ("velmar-api-" + std::to_string(::getpid()));
+        std::filesystem::create_directories(directory_);
+        std::filesystem::current_path(directory_);
+    }
+    void TearDown() override
+    {
+        std::filesystem::current_path(previous_);
+        std::filesystem::remove_all(directory_);
+    }
+    std::filesystem::path previous_;
+    std::filesystem::path directory_;
+};
+
+TEST_F(LuaVMFileTest, ContainersHoldMagicVersionNameAndSource)
+{
+    LuaVM vm;
+    const LuaBytecode bytecode = vm.compileScript("x = 1", "boot");
+    const std::vector<std::uint8_t> expected = {'V', 'L', 'B', 'C', 1, 0, 0, 0, 4, 0, 0, 0, 'b', 'o', 'o', 't',
+                                                5,   0,   0,   0,   'x', ' ', '=', ' ', '1'};
+    EXPECT_EQ(bytecode.bytes, expected);
+    LuaBytecode withTrailer = vm.compileScript("return 7", "seven");
+    withTrailer.bytes.push_back(0xff);
+    EXPECT_EQ(vm.runBytecode(withTrailer).value.asInteger(), 7);
+    EXPECT_THROW(vm.compileScript("x = = 1", "bad"), std::exception);
+}
+
+TEST_F(LuaVMFileTest, DamagedContainersReportEachCheck)
+{
+    LuaVM vm;
+    auto fails = [&](std::vector<std::uint8_t> bytes) { return vm.runBytecode(LuaBytecode{std::move(bytes)}).error; };
+    EXPECT_EQ(fails({'V', 'L', 'B', 'C', 1, 0, 0}), "bytecode file is too small");
+    EXPECT_EQ(fails({'V', 'L', 'B', 'X', 1, 0, 0, 0}), "invalid VelmarLua bytecode header");
+    EXPECT_EQ(fails({'V', 'L', 'B', 'C', 2, 0, 0, 0}), "unsupported VelmarLua bytecode version");
+    EXPECT_EQ(fails({'V', 'L', 'B', 'C', 1, 0, 0, 0}), "bytecode is truncated");
+    EXPECT_EQ(fails({'V', 'L', 'B', 'C', 1, 0, 0, 0, 0xff, 0xff, 0xff, 0xff}), "bytecode string exceeds file size");
+    EXPECT_EQ(fails({'V', 'L', 'B', 'C', 1, 0, 0, 0, 0, 0, 0, 0, 1, 0}), "bytecode is truncated");
+    const LuaBytecode bad{{'V', 'L', 'B', 'C', 1, 0, 0, 0, 1, 0, 0, 0, 'k', 3, 0, 0, 0, 'x', ' ', '='}};
+    EXPECT_EQ(vm.runBytecode(bad).error, "k:1:4: expected expression");
+}
+
+TEST_F(LuaVMFileTest, ContainerFilesRoundTripAndSyntaxErrorsWriteNothing)
+{
+    LuaVM vm;
+    std::string error;
+    ASSERT_TRUE(vm.writeBytecodeFile("return 'from file'", "good.vlbc", "good.lua", &error)) << error;
+    EXPECT_EQ(vm.runBytecodeFile("good.vlbc").value.asString(), "from file");
+    EXPECT_EQ(velmar::lua::runLuaScriptFromBytecodeFile(vm, "good.vlbc").value.asString(), "from file");
+    EXPECT_FALSE(vm.writeBytecodeFile("return +", "bad.vlbc", "bad.lua", &error));
+    EXPECT_EQ(error, "bad.lua:1:8: expected expression");
+    EXPECT_FALSE(std::filesystem::exists("bad.vlbc"));
+    EXPECT_EQ(vm.runBytecodeFile("missing.vlbc").error, "failed to open file: missing.vlbc");
+}
+
+TEST_F(LuaVMFileTest, ScriptFilesUseThePathAsChunkName)
+{
+    LuaVM vm;
+    std::ofstream("script.lua") << "local s = ''\nfor i = 1, 600 do s = s .. 'x' end\nreturn #s\n";
+    EXPECT_EQ(vm.runScriptFile("script.lua").value.asInteger(), 600);
+    std::ofstream("broken.lua") << "\nerror('here')";
+    EXPECT_EQ(velmar::lua::runLuaScriptFile(vm, "broken.lua").error, "broken.lua:2: here");
+    EXPECT_EQ(vm.runScriptFile("missing.lua").error, "unable to open script file: missing.lua");
+    // A 512-byte multiple must not lose its last piece.
+    std::ofstream("exact.lua") << "return '" + std::string(1024 - 10, 'y') + "'";
+    EXPECT_EQ(vm.runScriptFile("exact.lua").value.asString().size(), 1024u - 10u);
+}
+
+// ---- Console ----
+
+TEST(LuaVMConsoleTest, PrintWritesTabsAndOneLinePerCall)
+{
+    CapturedConsole console;
+    LuaVM vm;
+    ASSERT_TRUE(run(vm, "print(1, nil, 'x') print() print(0.5, {1, {a = true}})").success);
+    EXPECT_EQ(console.lines(), "1\tnil\tx\n\n0.500000\t[1, {a: true}]\n");
+}
+
+TEST(LuaVMConsoleTest, WriteVelmarBootTextGoesThroughTheLineBuffer)
+{
+    CapturedConsole console;
+    velmar::lua::writeVelmarBootText("ab\bc\r");
+    velmar::lua::writeVelmarBootText(static_cast<const char*>(nullptr));
+    velmar::lua::writeVelmarBootText(std::string("d\n", 2));
+    EXPECT_EQ(console.lines(), "acd\n");
+}
+
+} // namespace
