@@ -18,6 +18,7 @@ set(VELMAR_LUA_HOST_SOURCES
 )
 
 set(VELMAR_LUA_FRONTEND_SOURCES
+    ${VELMAR_LUA_SRC}/frontend/Ast.cpp
     ${VELMAR_LUA_SRC}/frontend/Compiler.cpp
     ${VELMAR_LUA_SRC}/frontend/GlobalSlots.cpp
     ${VELMAR_LUA_SRC}/frontend/Lexer.cpp

@@ -46,6 +46,19 @@ using ExprPtr = std::shared_ptr<Expr>;
 using StmtPtr = std::shared_ptr<Stmt>;
 using StmtList = std::vector<StmtPtr>;
 
+// Drops a reference to a child node. When it was the last one, the node is destroyed by a loop at the
+// outermost release instead of by recursion, so a million-long chain such as 1 + 1 + ... + 1 is freed
+// without exhausting the stack. Every node releases its children through these.
+void releaseNode(std::shared_ptr<void> node) noexcept;
+template <typename T> void releaseNodes(std::vector<std::shared_ptr<T>>& nodes) noexcept
+{
+    for (std::shared_ptr<T>& node : nodes)
+    {
+        releaseNode(std::move(node));
+    }
+}
+void releaseTarget(struct AssignTarget& target) noexcept;
+
 struct Stmt
 {
     Stmt(StmtKind kind, std::uint32_t line) : kind(kind), line(line) {}
@@ -95,6 +108,10 @@ struct VariableExpr : Expr
 struct UnaryExpr : Expr
 {
     static constexpr ExprKind kKind = ExprKind::Unary;
+    ~UnaryExpr() override
+    {
+        releaseNode(std::move(operand));
+    }
     UnaryExpr(TokenKind op, ExprPtr operand, std::uint32_t line) : Expr(kKind, line), op(op), operand(std::move(operand))
     {
     }
@@ -105,6 +122,11 @@ struct UnaryExpr : Expr
 struct BinaryExpr : Expr
 {
     static constexpr ExprKind kKind = ExprKind::Binary;
+    ~BinaryExpr() override
+    {
+        releaseNode(std::move(left));
+        releaseNode(std::move(right));
+    }
     BinaryExpr(ExprPtr left, TokenKind op, ExprPtr right, std::uint32_t line)
         : Expr(kKind, line), left(std::move(left)), op(op), right(std::move(right))
     {
@@ -117,6 +139,14 @@ struct BinaryExpr : Expr
 struct TableExpr : Expr
 {
     static constexpr ExprKind kKind = ExprKind::Table;
+    ~TableExpr() override
+    {
+        for (Field& field : fields)
+        {
+            releaseNode(std::move(field.key));
+            releaseNode(std::move(field.value));
+        }
+    }
     enum class FieldKind : std::uint8_t
     {
         Positional,
@@ -139,6 +169,10 @@ struct TableExpr : Expr
 struct FieldExpr : Expr
 {
     static constexpr ExprKind kKind = ExprKind::Field;
+    ~FieldExpr() override
+    {
+        releaseNode(std::move(object));
+    }
     FieldExpr(ExprPtr object, std::string name, std::uint32_t line)
         : Expr(kKind, line), object(std::move(object)), name(std::move(name))
     {
@@ -154,6 +188,11 @@ struct FieldExpr : Expr
 struct IndexExpr : Expr
 {
     static constexpr ExprKind kKind = ExprKind::Index;
+    ~IndexExpr() override
+    {
+        releaseNode(std::move(object));
+        releaseNode(std::move(index));
+    }
     IndexExpr(ExprPtr object, ExprPtr index, std::uint32_t line)
         : Expr(kKind, line), object(std::move(object)), index(std::move(index))
     {
@@ -171,6 +210,12 @@ struct IndexExpr : Expr
 struct CallExpr : Expr
 {
     static constexpr ExprKind kKind = ExprKind::Call;
+    ~CallExpr() override
+    {
+        releaseNode(std::move(callee));
+        releaseNodes(arguments);
+        releaseNode(std::move(object));
+    }
     explicit CallExpr(std::uint32_t line) : Expr(kKind, line) {}
     ExprPtr callee; // empty for a method call
     std::vector<ExprPtr> arguments;
@@ -182,6 +227,10 @@ struct CallExpr : Expr
 struct FunctionExpr : Expr, std::enable_shared_from_this<FunctionExpr>
 {
     static constexpr ExprKind kKind = ExprKind::Function;
+    ~FunctionExpr() override
+    {
+        releaseNodes(body);
+    }
     explicit FunctionExpr(std::uint32_t line) : Expr(kKind, line) {}
     std::vector<std::string> parameters;
     StmtList body;
@@ -214,6 +263,10 @@ struct AssignTarget
 struct ExpressionStmt : Stmt
 {
     static constexpr StmtKind kKind = StmtKind::Expression;
+    ~ExpressionStmt() override
+    {
+        releaseNode(std::move(expression));
+    }
     ExpressionStmt(ExprPtr expression, std::uint32_t line) : Stmt(kKind, line), expression(std::move(expression)) {}
     ExprPtr expression;
 };
@@ -221,6 +274,14 @@ struct ExpressionStmt : Stmt
 struct AssignmentStmt : Stmt
 {
     static constexpr StmtKind kKind = StmtKind::Assignment;
+    ~AssignmentStmt() override
+    {
+        for (AssignTarget& target : targets)
+        {
+            releaseTarget(target);
+        }
+        releaseNodes(values);
+    }
     AssignmentStmt(bool isLocal, std::uint32_t line) : Stmt(kKind, line), isLocal(isLocal) {}
     bool isLocal;
     std::vector<AssignTarget> targets;
@@ -230,6 +291,11 @@ struct AssignmentStmt : Stmt
 struct FunctionDeclarationStmt : Stmt
 {
     static constexpr StmtKind kKind = StmtKind::FunctionDeclaration;
+    ~FunctionDeclarationStmt() override
+    {
+        releaseTarget(target);
+        releaseNode(std::move(function));
+    }
     FunctionDeclarationStmt(bool isLocal, AssignTarget target, std::shared_ptr<FunctionExpr> function,
                             std::uint32_t line)
         : Stmt(kKind, line), isLocal(isLocal), target(std::move(target)), function(std::move(function))
@@ -243,6 +309,15 @@ struct FunctionDeclarationStmt : Stmt
 struct IfStmt : Stmt
 {
     static constexpr StmtKind kKind = StmtKind::If;
+    ~IfStmt() override
+    {
+        for (Branch& branch : branches)
+        {
+            releaseNode(std::move(branch.condition));
+            releaseNodes(branch.body);
+        }
+        releaseNodes(elseBody);
+    }
     struct Branch
     {
         ExprPtr condition;
@@ -260,6 +335,11 @@ struct IfStmt : Stmt
 struct WhileStmt : Stmt
 {
     static constexpr StmtKind kKind = StmtKind::While;
+    ~WhileStmt() override
+    {
+        releaseNode(std::move(condition));
+        releaseNodes(body);
+    }
     WhileStmt(ExprPtr condition, StmtList body, std::uint32_t line)
         : Stmt(kKind, line), condition(std::move(condition)), body(std::move(body))
     {
@@ -273,6 +353,13 @@ struct WhileStmt : Stmt
 struct NumericForStmt : Stmt
 {
     static constexpr StmtKind kKind = StmtKind::NumericFor;
+    ~NumericForStmt() override
+    {
+        releaseNode(std::move(start));
+        releaseNode(std::move(limit));
+        releaseNode(std::move(step));
+        releaseNodes(body);
+    }
     explicit NumericForStmt(std::uint32_t line) : Stmt(kKind, line) {}
     std::string name;
     ExprPtr start;
@@ -287,6 +374,11 @@ struct NumericForStmt : Stmt
 struct GenericForStmt : Stmt
 {
     static constexpr StmtKind kKind = StmtKind::GenericFor;
+    ~GenericForStmt() override
+    {
+        releaseNodes(iterators);
+        releaseNodes(body);
+    }
     explicit GenericForStmt(std::uint32_t line) : Stmt(kKind, line) {}
     std::vector<std::string> names;
     std::vector<ExprPtr> iterators;
@@ -299,6 +391,10 @@ struct GenericForStmt : Stmt
 struct ReturnStmt : Stmt
 {
     static constexpr StmtKind kKind = StmtKind::Return;
+    ~ReturnStmt() override
+    {
+        releaseNodes(values);
+    }
     explicit ReturnStmt(std::uint32_t line) : Stmt(kKind, line) {}
     std::vector<ExprPtr> values;
 };

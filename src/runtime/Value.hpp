@@ -69,25 +69,25 @@ public:
             releaseObject();
         }
     }
+    // Both assignments store the new payload before releasing the old one: releasing may run
+    // destructors that free the memory holding *this (a table slot whose table dies with the old value).
     Value& operator=(const Value& other) noexcept
     {
         if (other.isObject())
         {
             ++other.bits_.object->refCount;
         }
-        Value old(std::move(*this));
-        bits_ = other.bits_;
-        kind_ = other.kind_;
+        replace(other.bits_, other.kind_);
         return *this;
     }
     Value& operator=(Value&& other) noexcept
     {
         if (this != &other)
         {
-            Value old(std::move(*this));
-            bits_ = other.bits_;
-            kind_ = other.kind_;
+            const Bits bits = other.bits_;
+            const ValueKind kind = other.kind_;
             other.kind_ = ValueKind::Nil;
+            replace(bits, kind);
         }
         return *this;
     }
@@ -146,6 +146,18 @@ private:
         bool boolean;
         RefObject* object;
     } bits_;
+
+    void replace(Bits bits, ValueKind kind) noexcept
+    {
+        const Bits oldBits = bits_;
+        const ValueKind oldKind = kind_;
+        bits_ = bits;
+        kind_ = kind;
+        if (oldKind >= ValueKind::String && --oldBits.object->refCount == 0)
+        {
+            destroyObject(oldKind, oldBits.object);
+        }
+    }
     ValueKind kind_ = ValueKind::Nil;
 };
 

@@ -1,1 +1,324 @@
-// placeholder: being written
+// Tables: key normalisation, where integer keys live, stale hash entries, length, versions, order, hashing.
+#include "runtime/Table.hpp"
+#include "runtime/Function.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace
+{
+
+using namespace velmar::lua;
+
+TableKey key(std::int64_t i)
+{
+    return TableKey::makeInteger(i);
+}
+
+TableKey textKey(const char* text)
+{
+    return TableKey::makeString(std::string_view(text));
+}
+
+void set(const Ref<Table>& t, const TableKey& k, Value v)
+{
+    tableSetByKey(t.get(), k, std::move(v));
+}
+
+std::string get(const Ref<Table>& t, const TableKey& k)
+{
+    return tableGetByKey(t.get(), k).toString();
+}
+
+// Keys 1..n assigned one after another, so the array part grows one slot at a time.
+Ref<Table> sequence(std::int64_t n)
+{
+    Ref<Table> t = makeTable();
+    for (std::int64_t i = 1; i <= n; ++i)
+    {
+        set(t, key(i), Value(static_cast<long long>(i)));
+    }
+    return t;
+}
+
+// The hash part's keys in insertion order, as text.
+std::string hashOrder(const Ref<Table>& t)
+{
+    std::string out;
+    for (const HashPart::Entry& entry : t->hash.entries())
+    {
+        out += entry.key.asValue().toString() + " ";
+    }
+    return out;
+}
+
+TEST(TableTest, KeysFromValues)
+{
+    TableKey k;
+    ASSERT_TRUE(tryMakeKeyFromValue(Value(2.0), k));
+    EXPECT_EQ(k.kind(), TableKeyKind::Integer);
+    EXPECT_EQ(k.integer(), 2);
+    ASSERT_TRUE(tryMakeKeyFromValue(Value(-0.0), k));
+    EXPECT_EQ(k.integer(), 0);
+    ASSERT_TRUE(tryMakeKeyFromValue(Value(1.0000000000000002), k));
+    EXPECT_EQ(k.integer(), 1);
+    ASSERT_TRUE(tryMakeKeyFromValue(Value(9223372036854775808.0), k));
+    EXPECT_EQ(k.integer(), std::numeric_limits<std::int64_t>::max());
+    ASSERT_TRUE(tryMakeKeyFromValue(Value(-9223372036854775808.0), k));
+    EXPECT_EQ(k.integer(), std::numeric_limits<std::int64_t>::min());
+    ASSERT_TRUE(tryMakeKeyFromValue(Value(true), k));
+    EXPECT_EQ(k.kind(), TableKeyKind::Boolean);
+    EXPECT_TRUE(k.boolean());
+    ASSERT_TRUE(tryMakeKeyFromValue(Value(std::string_view("a\0b", 3)), k));
+    EXPECT_EQ(k.kind(), TableKeyKind::String);
+    EXPECT_EQ(k.text(), std::string_view("a\0b", 3));
+
+    const double inf = std::numeric_limits<double>::infinity();
+    for (const Value& refused :
+         {Value(2.5), Value(std::numeric_limits<double>::quiet_NaN()), Value(inf), Value(-inf), Value(1e300),
+          Value(3.0000000000000004), Value(), Value(makeTable()), Value(makeNativeFunction("f", {}))})
+    {
+        EXPECT_FALSE(tryMakeKeyFromValue(refused, k)) << refused.toString();
+    }
+
+    EXPECT_FALSE(key(0) == TableKey::makeBoolean(false));
+    EXPECT_FALSE(key(1) == textKey("1"));
+    EXPECT_FALSE(TableKey::makeString(std::string_view("a\0b", 3)) ==
+                 TableKey::makeString(std::string_view("a\0c", 3)));
+    EXPECT_TRUE(textKey("ab") == TableKey::makeString(std::string("ab")));
+    EXPECT_TRUE(TableKey::makeBoolean(false) == TableKey::makeBoolean(false));
+}
+
+TEST(TableTest, IntegralFloatAndIntegerAddressOneEntry)
+{
+    Ref<Table> t = makeTable();
+    TableKey fromFloat;
+    ASSERT_TRUE(tryMakeKeyFromValue(Value(2.0), fromFloat));
+    set(t, fromFloat, Value("two"));
+    EXPECT_EQ(get(t, key(2)), "two");
+    ASSERT_TRUE(tryMakeKeyFromValue(Value(1e10), fromFloat));
+    set(t, key(10000000000), Value("far"));
+    EXPECT_EQ(get(t, fromFloat), "far");
+    set(t, textKey("2"), Value("text"));
+    EXPECT_EQ(get(t, key(2)), "two");
+    EXPECT_EQ(get(t, textKey("2")), "text");
+    set(t, TableKey::makeBoolean(true), Value(1.5));
+    EXPECT_EQ(get(t, TableKey::makeBoolean(true)), "1.500000");
+    EXPECT_EQ(get(t, TableKey::makeBoolean(false)), "nil");
+}
+
+TEST(TableTest, IntegerKeysUpToSixtyFourAndEightPastTheEndUseTheArray)
+{
+    Ref<Table> t = makeTable();
+    set(t, key(64), Value("a"));
+    EXPECT_EQ(t->array.size(), 64u);
+    EXPECT_TRUE(t->hash.empty());
+    EXPECT_EQ(get(t, key(64)), "a");
+    EXPECT_EQ(get(t, key(63)), "nil");
+
+    t = makeTable();
+    set(t, key(65), Value("h"));
+    EXPECT_TRUE(t->array.empty());
+    EXPECT_EQ(t->hash.size(), 1u);
+    set(t, key(0), Value("zero"));
+    set(t, key(-1), Value("minus"));
+    EXPECT_TRUE(t->array.empty());
+    EXPECT_EQ(hashOrder(t), "65 0 -1 ");
+
+    // (size + 8) < k sends a key of 65 or more to the hash part.
+    const std::vector<std::pair<std::int64_t, std::int64_t>> cases = {{56, 64},   {55, 64}, {57, 65},
+                                                                      {100, 108}, {0, 8},   {10, 64}};
+    for (const auto& [size, k] : cases)
+    {
+        t = sequence(size);
+        set(t, key(k), Value("x"));
+        EXPECT_EQ(t->array.size(), static_cast<std::size_t>(k)) << size << " then " << k;
+        EXPECT_TRUE(t->hash.empty()) << size << " then " << k;
+    }
+    for (const auto& [size, k] : std::vector<std::pair<std::int64_t, std::int64_t>>{{56, 65}, {100, 109}, {64, 73}})
+    {
+        t = sequence(size);
+        set(t, key(k), Value("x"));
+        EXPECT_EQ(t->array.size(), static_cast<std::size_t>(size)) << size << " then " << k;
+        EXPECT_EQ(t->hash.size(), 1u) << size << " then " << k;
+        EXPECT_EQ(get(t, key(k)), "x");
+    }
+
+    // A nil store still grows the array: slots hold nil, nothing is deleted.
+    t = makeTable();
+    set(t, key(5), Value());
+    EXPECT_EQ(t->array.size(), 5u);
+    t = sequence(3);
+    set(t, key(2), Value());
+    EXPECT_EQ(t->array.size(), 3u);
+    EXPECT_EQ(get(t, key(2)), "nil");
+}
+
+TEST(TableTest, NilArraySlotFallsThroughToAStaleHashEntry)
+{
+    Ref<Table> t = makeTable();
+    set(t, key(70), Value("old"));
+    set(t, key(64), Value("a"));
+    set(t, key(72), Value("b")); // the array now covers 70, but 70 still lives in the hash part
+    ASSERT_EQ(t->array.size(), 72u);
+    EXPECT_EQ(get(t, key(70)), "old");
+    set(t, key(70), Value("new"));
+    EXPECT_TRUE(t->hash.empty());
+    EXPECT_EQ(get(t, key(70)), "new");
+    set(t, key(70), Value());
+    EXPECT_EQ(get(t, key(70)), "nil");
+
+    // The stale entry also extends the length past the array's first nil.
+    t = makeTable();
+    set(t, key(70), Value("h"));
+    for (std::int64_t i = 1; i <= 69; ++i)
+    {
+        set(t, key(i), Value(true));
+    }
+    set(t, key(72), Value(true));
+    ASSERT_EQ(t->array.size(), 72u);
+    EXPECT_EQ(tableSequenceLength(t.get()), 70);
+}
+
+TEST(TableTest, LengthStopsAtTheFirstNilAndContinuesThroughTheHashPart)
+{
+    EXPECT_EQ(tableSequenceLength(makeTable().get()), 0);
+    Ref<Table> t = sequence(2);
+    set(t, key(4), Value(4LL));
+    EXPECT_EQ(tableSequenceLength(t.get()), 2);
+
+    t = makeTable();
+    set(t, key(100), Value("x"));
+    EXPECT_EQ(tableSequenceLength(t.get()), 0);
+    for (std::int64_t i = 1; i <= 99; ++i)
+    {
+        set(t, key(i), Value(true));
+    }
+    EXPECT_EQ(t->array.size(), 99u);
+    EXPECT_EQ(tableSequenceLength(t.get()), 100);
+    set(t, key(100), Value("y"));
+    EXPECT_EQ(t->array.size(), 100u);
+    EXPECT_TRUE(t->hash.empty());
+    EXPECT_EQ(get(t, key(100)), "y");
+    EXPECT_EQ(tableSequenceLength(t.get()), 100);
+}
+
+TEST(TableTest, EveryStoreBumpsTheVersionAndInvalidatesTheLength)
+{
+    Ref<Table> t = sequence(3);
+    EXPECT_EQ(t->version, 3u);
+    EXPECT_EQ(tableSequenceLength(t.get()), 3);
+    EXPECT_EQ(t->lengthVersion, t->version);
+    set(t, key(4), Value(4LL));
+    EXPECT_EQ(tableSequenceLength(t.get()), 4);
+    set(t, key(2), Value());
+    EXPECT_EQ(tableSequenceLength(t.get()), 1);
+
+    const std::uint64_t before = t->version;
+    set(t, key(1), Value(1LL)); // overwrite with the same value
+    set(t, textKey("a"), Value(1LL));
+    set(t, textKey("a"), Value()); // deletion
+    set(t, textKey("a"), Value()); // deleting an absent key
+    set(t, key(3), Value());       // nil into an array slot
+    EXPECT_EQ(t->version, before + 5);
+    EXPECT_NE(t->lengthVersion, t->version);
+    EXPECT_EQ(tableSequenceLength(t.get()), 1);
+    EXPECT_EQ(t->lengthVersion, t->version);
+
+    tableSetByKey(nullptr, key(1), Value(1LL));
+    EXPECT_TRUE(tableGetByKey(nullptr, key(1)).isNil());
+    EXPECT_EQ(tableSequenceLength(nullptr), 0);
+}
+
+TEST(TableTest, HashPartKeepsInsertionOrder)
+{
+    Ref<Table> t = makeTable();
+    set(t, textKey("a"), Value(1LL));
+    set(t, textKey("b"), Value(2LL));
+    set(t, TableKey::makeBoolean(true), Value(3LL));
+    set(t, key(100), Value(4LL));
+    set(t, textKey("b"), Value());
+    EXPECT_EQ(hashOrder(t), "a true 100 ");
+    set(t, textKey("b"), Value(5LL));
+    set(t, textKey("a"), Value(6LL)); // an overwrite keeps its place
+    EXPECT_EQ(hashOrder(t), "a true 100 b ");
+    EXPECT_EQ(get(t, textKey("a")), "6");
+    EXPECT_EQ(get(t, textKey("b")), "5");
+}
+
+TEST(TableTest, LookupsSurviveManyInsertsAndDeletes)
+{
+    Ref<Table> t = makeTable();
+    std::vector<std::pair<std::string, long long>> model; // the expected entries in order
+    const auto erase = [&](const std::string& name)
+    {
+        set(t, TableKey::makeString(name), Value());
+        std::erase_if(model, [&](const auto& entry) { return entry.first == name; });
+    };
+    for (long long i = 0; i < 3000; ++i)
+    {
+        const std::string name = "k" + std::to_string(i);
+        set(t, TableKey::makeString(name), Value(i));
+        model.emplace_back(name, i);
+        if (i % 3 == 2)
+        {
+            erase("k" + std::to_string(i - 1));
+        }
+        if (i % 500 == 499)
+        {
+            erase("k" + std::to_string(i / 2));
+            set(t, TableKey::makeString("k" + std::to_string(i / 2)), Value(-i));
+            model.emplace_back("k" + std::to_string(i / 2), -i);
+        }
+    }
+    ASSERT_EQ(t->hash.size(), model.size());
+    for (std::size_t i = 0; i < model.size(); ++i)
+    {
+        EXPECT_EQ(t->hash.entries()[i].key.text(), model[i].first);
+        ASSERT_EQ(get(t, TableKey::makeString(model[i].first)), std::to_string(model[i].second)) << model[i].first;
+    }
+    EXPECT_EQ(get(t, textKey("k1")), "nil");
+    const std::size_t buckets = t->hash.bucketCount();
+    EXPECT_EQ(buckets & (buckets - 1), 0u);
+    EXPECT_GE(buckets, model.size());
+}
+
+// An independent 64-bit FNV-1a from the table's basis.
+std::uint64_t fnv(const void* data, std::size_t length)
+{
+    std::uint64_t hash = 0x14650fb0739d0383ULL;
+    for (std::size_t i = 0; i < length; ++i)
+    {
+        hash = (hash ^ static_cast<const unsigned char*>(data)[i]) * 0x100000001b3ULL;
+    }
+    return hash;
+}
+
+TEST(TableTest, KeyHashesMixAPerKindConstant)
+{
+    const TableKeyHash hash;
+    EXPECT_EQ(hash(textKey("")), 0x14650fb0739d0383ULL ^ 0x2468ace0ULL);
+    EXPECT_EQ(hash(textKey("a")), fnv("a", 1) ^ 0x2468ace0ULL);
+    EXPECT_EQ(hash(TableKey::makeString(std::string_view("a\0b", 3))), fnv("a\0b", 3) ^ 0x2468ace0ULL);
+    for (std::int64_t i : {std::int64_t{0}, std::int64_t{1}, std::int64_t{-1}, std::int64_t{1} << 40})
+    {
+        unsigned char bytes[8];
+        for (int b = 0; b < 8; ++b)
+        {
+            bytes[b] = static_cast<unsigned char>(static_cast<std::uint64_t>(i) >> (8 * b)); // little-endian
+        }
+        EXPECT_EQ(hash(key(i)), fnv(bytes, 8) ^ 0x13579bdfULL) << i;
+    }
+    const unsigned char zero = 0;
+    const unsigned char one = 1;
+    EXPECT_EQ(hash(TableKey::makeBoolean(false)), fnv(&zero, 1) ^ 0x10203040ULL);
+    EXPECT_EQ(hash(TableKey::makeBoolean(true)), fnv(&one, 1) ^ 0x10203040ULL);
+}
+
+} // namespace

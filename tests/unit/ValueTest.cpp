@@ -1,1 +1,254 @@
-// placeholder: being written
+// Runtime values: float normalisation, overflow into floats, truncating %, equality, texts, sharing.
+#include "runtime/Value.hpp"
+#include "runtime/Function.hpp"
+#include "runtime/Iterator.hpp"
+#include "runtime/NativeObject.hpp"
+#include "runtime/Table.hpp"
+
+#include "support/Errors.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <limits>
+#include <string>
+
+namespace
+{
+
+using namespace velmar::lua;
+
+constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
+constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+const double kInf = std::numeric_limits<double>::infinity();
+
+Value integer(std::int64_t i)
+{
+    return Value(static_cast<long long>(i));
+}
+
+// "i:<n>" or "f:<n>", so a test sees both the kind and the exact value.
+std::string shape(const Value& v)
+{
+    if (v.isInteger())
+    {
+        return "i:" + std::to_string(v.integer());
+    }
+    if (v.isFloat())
+    {
+        char text[64];
+        std::snprintf(text, sizeof text, "f:%.17g", v.number());
+        return text;
+    }
+    return std::string("kind ") + describeValueType(v);
+}
+
+std::string address(const void* object)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "0x%llx",
+                  static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(object)));
+    return text;
+}
+
+TEST(ValueTest, NumericResultFoldsNearIntegersOnly)
+{
+    EXPECT_EQ(shape(numericResult(5.0)), "i:5");
+    EXPECT_EQ(shape(numericResult(1.5)), "f:1.5");
+    EXPECT_EQ(shape(numericResult(2.5)), "f:2.5");
+    EXPECT_EQ(shape(numericResult(1e-20)), "i:0");
+    EXPECT_EQ(shape(numericResult(-0.0)), "i:0");
+    EXPECT_EQ(shape(numericResult(1.0000000000000002)), "i:1");                  // one epsilon away
+    EXPECT_EQ(shape(numericResult(3.0000000000000004)), "f:3.0000000000000004"); // farther than epsilon
+    EXPECT_EQ(shape(numericResult(-7.0)), "i:-7");
+    EXPECT_TRUE(numericResult(kNaN).isFloat());
+    EXPECT_EQ(shape(numericResult(kInf)), "f:inf");
+    EXPECT_EQ(shape(numericResult(-kInf)), "f:-inf");
+    // Both bounds are inclusive; 2^63 saturates to the largest integer.
+    EXPECT_EQ(shape(numericResult(9223372036854775808.0)), "i:9223372036854775807");
+    EXPECT_EQ(shape(numericResult(-9223372036854775808.0)), "i:-9223372036854775808");
+    EXPECT_EQ(shape(numericResult(18446744073709551616.0)), "f:1.8446744073709552e+19");
+    EXPECT_EQ(shape(numericResult(-9223372036854777856.0)), "f:-9.2233720368547779e+18");
+}
+
+TEST(ValueTest, ArithmeticStaysIntegerUntilItOverflows)
+{
+    EXPECT_EQ(shape(multiplyNumbers(Value(2.5), integer(2))), "i:5");
+    EXPECT_EQ(shape(addNumbers(Value(0.5), Value(0.5))), "i:1");
+    EXPECT_EQ(shape(addNumbers(integer(1), Value(2.5))), "f:3.5");
+    EXPECT_EQ(shape(addNumbers(Value(0.1), Value(0.2))), "f:0.30000000000000004");
+    EXPECT_EQ(shape(addNumbers(integer(kMax - 1), integer(1))), "i:9223372036854775807");
+    EXPECT_EQ(shape(addNumbers(integer(kMax), integer(1))), "i:9223372036854775807"); // 2^63 saturates
+    EXPECT_EQ(shape(addNumbers(integer(kMax), integer(kMax))), "f:1.8446744073709552e+19");
+    EXPECT_EQ(shape(subtractNumbers(integer(kMin), integer(1))), "i:-9223372036854775808");
+    EXPECT_EQ(shape(subtractNumbers(integer(kMin), integer(kMax))), "f:-1.8446744073709552e+19");
+    EXPECT_EQ(shape(subtractNumbers(integer(3), integer(5))), "i:-2");
+    EXPECT_EQ(shape(multiplyNumbers(integer(std::int64_t{1} << 62), integer(4))), "f:1.8446744073709552e+19");
+    EXPECT_EQ(shape(multiplyNumbers(integer(kMin), integer(-1))), "i:9223372036854775807");
+    EXPECT_EQ(shape(multiplyNumbers(integer(3037000499), integer(3037000499))), "i:9223372030926249001");
+    EXPECT_EQ(shape(negateNumber(integer(5))), "i:-5");
+    EXPECT_EQ(shape(negateNumber(integer(kMin))), "i:9223372036854775807");
+    EXPECT_EQ(shape(negateNumber(Value(0.5))), "f:-0.5");
+    EXPECT_EQ(shape(negateNumber(Value(0.0))), "i:0");
+    EXPECT_EQ(shape(negateNumber(Value(2.0))), "i:-2");
+}
+
+TEST(ValueTest, ModuloTruncatesTowardZero)
+{
+    EXPECT_EQ(shape(moduloNumbers(integer(7), integer(-3))), "i:1");
+    EXPECT_EQ(shape(moduloNumbers(integer(-7), integer(3))), "i:-1");
+    EXPECT_EQ(shape(moduloNumbers(integer(-7), integer(-3))), "i:-1");
+    EXPECT_EQ(shape(moduloNumbers(integer(6), integer(3))), "i:0");
+    EXPECT_EQ(shape(moduloNumbers(Value(5.5), integer(2))), "f:1.5");
+    EXPECT_EQ(shape(moduloNumbers(Value(-5.5), integer(2))), "f:-1.5");
+    EXPECT_EQ(shape(moduloNumbers(Value(6.0), integer(4))), "i:2");
+    EXPECT_EQ(shape(moduloNumbers(integer(5), Value(2.5))), "i:0");
+    EXPECT_EQ(shape(moduloNumbers(integer(kMin), integer(-1))), "i:0");
+    EXPECT_EQ(shape(moduloNumbers(integer(kMax), integer(-1))), "i:0");
+    EXPECT_EQ(shape(moduloNumbers(integer(kMin), integer(kMax))), "i:-1");
+}
+
+TEST(ValueTest, EqualityMixesKindsOnlyForNumbers)
+{
+    EXPECT_TRUE(valuesEqual(integer(1), Value(1.0)));
+    EXPECT_TRUE(valuesEqual(integer(1), Value(1.0000000000000002)));
+    EXPECT_FALSE(valuesEqual(integer(1), Value(1.0000000000000004)));
+    EXPECT_FALSE(valuesEqual(Value(1.0), Value(1.0000000000000002))); // two floats: no tolerance
+    EXPECT_FALSE(valuesEqual(Value(0.1 + 0.2), Value(0.3)));
+    EXPECT_TRUE(valuesEqual(integer(9007199254740993), Value(9007199254740992.0))); // compared as doubles
+    EXPECT_FALSE(valuesEqual(integer(kMax), integer(kMax - 1)));
+    EXPECT_FALSE(valuesEqual(Value(kNaN), Value(kNaN)));
+    EXPECT_FALSE(valuesEqual(Value(kNaN), integer(0)));
+    EXPECT_TRUE(valuesEqual(Value(), Value()));
+    EXPECT_FALSE(valuesEqual(Value(), Value(false)));
+    EXPECT_FALSE(valuesEqual(integer(0), Value(false)));
+    EXPECT_FALSE(valuesEqual(Value("1"), integer(1)));
+    EXPECT_TRUE(valuesEqual(Value(true), Value(true)));
+    EXPECT_TRUE(valuesEqual(Value(std::string_view("a\0b", 3)), Value(std::string_view("a\0b", 3))));
+    EXPECT_FALSE(valuesEqual(Value(std::string_view("a\0b", 3)), Value(std::string_view("a\0c", 3))));
+    EXPECT_FALSE(valuesEqual(Value("a"), Value(std::string_view("a\0", 2))));
+    Value table(makeTable());
+    Value same = table;
+    EXPECT_TRUE(valuesEqual(table, same));
+    EXPECT_FALSE(valuesEqual(table, Value(makeTable())));
+    EXPECT_FALSE(valuesEqual(Value(makeNativeFunction("f", {})), Value(makeNativeFunction("f", {}))));
+    EXPECT_FALSE(valuesEqual(table, integer(0)));
+}
+
+TEST(ValueTest, TextOfEveryKind)
+{
+    EXPECT_EQ(Value().toString(), "nil");
+    EXPECT_EQ(integer(-42).toString(), "-42");
+    EXPECT_EQ(integer(kMin).toString(), "-9223372036854775808");
+    EXPECT_EQ(Value(0.5).toString(), "0.500000");
+    EXPECT_EQ(Value(1.0).toString(), "1.000000");
+    EXPECT_EQ(Value(-0.0).toString(), "-0.000000");
+    EXPECT_EQ(Value(0.9999999).toString(), "1.000000");
+    EXPECT_EQ(Value(kNaN).toString(), "nan");
+    EXPECT_EQ(Value(-kNaN).toString(), "nan");
+    EXPECT_EQ(Value(-kInf).toString(), "-inf");
+    EXPECT_EQ(Value(true).toString(), "true");
+    EXPECT_EQ(Value(false).toString(), "false");
+    EXPECT_EQ(Value(std::string_view("x\0y", 3)).toString(), std::string("x\0y", 3));
+
+    Ref<Table> table = makeTable();
+    const std::string tableText = Value(table).toString();
+    EXPECT_EQ(tableText, "table: " + address(table.get()));
+    EXPECT_EQ(tableText.find_first_of("ABCDEF"), std::string::npos);
+    EXPECT_NE(tableText.substr(0, 10), "table: 0x0");
+
+    EXPECT_EQ(Value(makeNativeFunction("print", {})).toString(), "function: print");
+    EXPECT_EQ(Value(makeNativeFunction("", {})).toString(), "function: anonymous");
+    Ref<NativeObject> object = makeRef<NativeObject>();
+    EXPECT_EQ(Value(object).toString(), "userdata: " + address(object.get()));
+    Ref<IteratorState> iterator = makeRef<IteratorState>();
+    EXPECT_EQ(Value(iterator).toString(), "iterator: " + address(iterator.get()));
+}
+
+TEST(ValueTest, TypeNamesAndTruth)
+{
+    EXPECT_STREQ(describeValueType(Value()), "nil");
+    EXPECT_STREQ(describeValueType(integer(1)), "number");
+    EXPECT_STREQ(describeValueType(Value(1.5)), "number");
+    EXPECT_STREQ(describeValueType(Value(false)), "boolean");
+    EXPECT_STREQ(describeValueType(Value("")), "string");
+    EXPECT_STREQ(describeValueType(Value(makeTable())), "table");
+    EXPECT_STREQ(describeValueType(Value(makeNativeFunction("f", {}))), "function");
+    EXPECT_STREQ(describeValueType(Value(makeRef<NativeObject>())), "userdata");
+    EXPECT_STREQ(describeValueType(Value(makeRef<IteratorState>())), "iterator");
+    EXPECT_STREQ(describeValueType(static_cast<ValueKind>(9)), "unknown");
+    EXPECT_STREQ(describeValueType(static_cast<ValueKind>(200)), "unknown");
+
+    EXPECT_FALSE(Value().isTruthy());
+    EXPECT_FALSE(Value(false).isTruthy());
+    EXPECT_TRUE(Value(true).isTruthy());
+    EXPECT_TRUE(integer(0).isTruthy());
+    EXPECT_TRUE(Value(0.0).isTruthy());
+    EXPECT_TRUE(Value("").isTruthy());
+}
+
+TEST(ValueTest, NumericViewsTruncateSaturateAndRefuseOtherKinds)
+{
+    EXPECT_EQ(Value(3.9).asInteger(), 3);
+    EXPECT_EQ(Value(-3.9).asInteger(), -3);
+    EXPECT_EQ(Value(1e300).asInteger(), kMax);
+    EXPECT_EQ(Value(-1e300).asInteger(), kMin);
+    EXPECT_EQ(Value(9223372036854775808.0).asInteger(), kMax);
+    EXPECT_EQ(integer(kMin).asInteger(), kMin);
+    EXPECT_EQ(integer(7).asFloat(), 7.0);
+    EXPECT_EQ(Value(2.25).asFloat(), 2.25);
+    for (const Value& bad : {Value(), Value("1"), Value(true), Value(makeTable())})
+    {
+        for (int view = 0; view < 2; ++view)
+        {
+            try
+            {
+                view == 0 ? static_cast<void>(bad.asFloat()) : static_cast<void>(bad.asInteger());
+                ADD_FAILURE() << describeValueType(bad) << " converted";
+            }
+            catch (const zq::runtime_error& error)
+            {
+                EXPECT_STREQ(error.what(), "value is not numeric");
+            }
+        }
+    }
+}
+
+TEST(ValueTest, CopiesShareObjectsAndStringBytes)
+{
+    Ref<Table> table = makeTable();
+    EXPECT_EQ(table->refCount, 1u);
+    {
+        Value a(table);
+        Value b = a;
+        EXPECT_EQ(table->refCount, 3u);
+        tableSetByKey(b.table(), TableKey::makeInteger(1), Value("seen"));
+        EXPECT_EQ(tableGetByKey(a.table(), TableKey::makeInteger(1)).toString(), "seen");
+        Value& alias = b;
+        b = alias; // self-assignment keeps the value and the count
+        EXPECT_TRUE(b.isTable());
+        EXPECT_EQ(table->refCount, 3u);
+        Value moved = std::move(a);
+        EXPECT_EQ(table->refCount, 3u);
+        b = Value(1.5);
+        EXPECT_EQ(table->refCount, 2u);
+    }
+    EXPECT_EQ(table->refCount, 1u);
+
+    Value text("hello");
+    Value copy = text;
+    EXPECT_EQ(copy.string(), text.string());
+    EXPECT_EQ(text.string()->refCount, 2u);
+    copy = Value("other");
+    EXPECT_EQ(text.string()->refCount, 1u);
+    Value& self = text;
+    text = self;
+    ASSERT_TRUE(text.isString());
+    EXPECT_EQ(text.toString(), "hello");
+    EXPECT_EQ(text.string()->refCount, 1u);
+}
+
+} // namespace

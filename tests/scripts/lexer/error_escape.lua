@@ -1,0 +1,2 @@
+print("fine")
+x = "abc\

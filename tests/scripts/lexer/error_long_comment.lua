@@ -1,0 +1,3 @@
+print("fine")
+  --[[ open
+never closed

@@ -1,0 +1,3 @@
+print("fine")
+local s = "starts here
+and never ends

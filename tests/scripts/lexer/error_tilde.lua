@@ -1,0 +1,2 @@
+print("never printed")
+local ok =	1 ~ 2

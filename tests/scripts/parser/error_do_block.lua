@@ -1,0 +1,3 @@
+do
+  print(1)
+end

@@ -1,0 +1,2 @@
+local a = {b = {}}
+function a:b.c() end

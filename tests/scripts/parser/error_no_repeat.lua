@@ -1,0 +1,2 @@
+print("never printed")
+repeat x = 1 until true
