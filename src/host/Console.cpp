@@ -83,9 +83,6 @@ std::string sanitizeErrorFormat(const char* format)
 } // namespace
 } // namespace zq
 
-extern "C"
-{
-
 void zq_lua_write(const void* data, std::size_t length)
 {
     if (data == nullptr)
@@ -202,8 +199,6 @@ bool zq_lua_readline(char* buffer, std::size_t capacity, const char* text, bool 
     auto capacity32 = static_cast<std::uint32_t>(std::min<std::size_t>(capacity, UINT32_MAX));
     return readLine(buffer, capacity32, text, flag ? 1 : 0) != 0;
 }
-
-} // extern "C"
 
 namespace velmar::lua
 {

@@ -23,7 +23,7 @@ namespace
 // read-only handle keeps seeing the bytes it opened even when the file is rewritten meanwhile.
 class SnapshotRegistry
 {
-public:
+  public:
     const unsigned char* keep(std::unique_ptr<unsigned char[]> bytes)
     {
         const unsigned char* address = bytes.get();
@@ -50,7 +50,7 @@ public:
         return snapshots_.size();
     }
 
-private:
+  private:
     std::mutex mutex_;
     std::unordered_map<const void*, std::unique_ptr<unsigned char[]>> snapshots_;
 };
@@ -235,18 +235,18 @@ void desktopReleaseFileBytes(const void* data)
 } // namespace
 
 constinit const zq_program_api gDesktopProgramApi = {
-    {'Z', 'Q', 'A', 'P'},
-    1,
-    ZQ_API_FULL_SIZE,
-    desktopStatFile,
-    desktopWriteFile,
-    desktopDeleteFile,
-    desktopWriteLine,
-    desktopReadLine,
-    desktopAllocate,
-    desktopRelease,
-    desktopResize,
-    desktopReleaseFileBytes,
+    .magic = {'Z', 'Q', 'A', 'P'},
+    .live = 1,
+    .size = ZQ_API_FULL_SIZE,
+    .stat_file = desktopStatFile,
+    .write_file = desktopWriteFile,
+    .delete_file = desktopDeleteFile,
+    .write_line = desktopWriteLine,
+    .read_line = desktopReadLine,
+    .allocate = desktopAllocate,
+    .release = desktopRelease,
+    .resize = desktopResize,
+    .release_file_bytes = desktopReleaseFileBytes,
 };
 
 std::size_t desktopFileSnapshotCount()

@@ -22,9 +22,6 @@ bool programApiFieldReady(const zq_program_api* api, std::uint32_t offset) noexc
 
 } // namespace zq
 
-extern "C"
-{
-
 const zq_program_api* zq_set_program_api(const zq_program_api* api)
 {
     const zq_program_api* previous = zq::gProgramApi;
@@ -41,5 +38,3 @@ bool zq_program_api_field_ready(std::uint32_t offset)
 {
     return zq::programApiFieldReady(zq::gProgramApi, offset);
 }
-
-} // extern "C"

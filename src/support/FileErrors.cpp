@@ -1,17 +1,12 @@
 // Error codes of the file layer and their texts.
 #include "support/FileErrors.hpp"
 
-extern "C"
-{
-
 int zq_errno = 0;
 
 const char* zq_strerror(int code)
 {
     return zq::strerror(code);
 }
-
-} // extern "C"
 
 namespace zq
 {

@@ -26,37 +26,9 @@ char foldCase(char c, unsigned flags)
     return c;
 }
 
-// A first atom that is one plain byte with no quantifier: a match can only start where that byte occurs,
-// so the search may skip ahead to it. Returns false when the first atom is anything else.
-bool leadingLiteral(std::string_view pattern, unsigned flags, char& literal)
+bool isAsciiLetter(char c)
 {
-    if (pattern.empty())
-    {
-        return false;
-    }
-    const char c = pattern[0];
-    switch (c)
-    {
-    case '\\':
-    case '[':
-    case '.':
-    case '*':
-    case '+':
-    case '?':
-    case '$': // special only when it is the whole pattern; kept simple
-    case '^': return false;
-    default: break;
-    }
-    if (pattern.size() > 1 && isQuantifier(pattern[1]))
-    {
-        return false;
-    }
-    if ((flags & regex::icase) != 0 && ((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z')))
-    {
-        return false;
-    }
-    literal = c;
-    return true;
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
 } // namespace
@@ -107,7 +79,8 @@ bool regex_class_contains(std::string_view pattern, std::size_t open, std::size_
         ++i;
     }
     // Reads one member end, taking a backslash as "the next character literally".
-    auto readMember = [&](std::size_t& at) {
+    auto readMember = [&](std::size_t& at)
+    {
         char member = pattern[at];
         if (member == '\\' && at + 1 < close)
         {
@@ -146,35 +119,64 @@ bool regex_class_contains(std::string_view pattern, std::size_t open, std::size_
     return found != negated;
 }
 
-bool regex_atom_matches(std::string_view pattern, std::size_t pi, char c, unsigned flags, std::size_t& next)
+namespace
 {
-    const char atom = pattern[pi];
-    if (atom == '\\')
+
+// Index just after the atom at pi; the atom's extent depends only on the pattern.
+std::size_t atomEnd(std::string_view pattern, std::size_t pi)
+{
+    if (pattern[pi] == '\\')
     {
-        if (pi + 1 < pattern.size())
-        {
-            next = pi + 2;
-            return regex_char_equal(pattern[pi + 1], c, flags);
-        }
-        next = pi + 1; // a trailing backslash stands for itself
-        return c == '\\';
+        return pi + 1 < pattern.size() ? pi + 2 : pi + 1; // a trailing backslash stands for itself
     }
-    if (atom == '[')
+    if (pattern[pi] == '[')
     {
         const std::size_t close = regex_class_end(pattern, pi);
         if (close != regex_npos)
         {
-            next = close + 1;
-            return regex_class_contains(pattern, pi, close, c, flags);
+            return close + 1;
         }
         // an unclosed bracket is an ordinary character
     }
-    next = pi + 1;
-    if (atom == '.')
+    return pi + 1;
+}
+
+// Tests the atom [pi, end) against one byte; callers that already know `end` skip rescanning classes.
+bool atomTest(std::string_view pattern, std::size_t pi, std::size_t end, char c, unsigned flags)
+{
+    switch (pattern[pi])
     {
-        return true;
+    case '\\': return end == pi + 2 ? regex_char_equal(pattern[pi + 1], c, flags) : c == '\\';
+    case '[': return end > pi + 1 ? regex_class_contains(pattern, pi, end - 1, c, flags) : c == '[';
+    case '.': return true;
+    default: return regex_char_equal(pattern[pi], c, flags);
     }
-    return regex_char_equal(atom, c, flags);
+}
+
+// When every match of pattern[pi..] at a position before the end of the text needs the atom at pi to
+// match the byte there, returns the atom's end; otherwise (end of pattern, final `$`, or an atom that
+// may occur zero times) returns 0. Lets callers reject a position without entering the matcher.
+std::size_t requiredAtomEnd(std::string_view pattern, std::size_t pi)
+{
+    const std::size_t m = pattern.size();
+    if (pi >= m || (pi + 1 == m && pattern[pi] == '$'))
+    {
+        return 0;
+    }
+    const std::size_t end = atomEnd(pattern, pi);
+    if (end < m && (pattern[end] == '*' || pattern[end] == '?'))
+    {
+        return 0;
+    }
+    return end;
+}
+
+} // namespace
+
+bool regex_atom_matches(std::string_view pattern, std::size_t pi, char c, unsigned flags, std::size_t& next)
+{
+    next = atomEnd(pattern, pi);
+    return atomTest(pattern, pi, next, c, flags);
 }
 
 bool regex_match_here(std::string_view pattern, std::size_t pi, std::string_view text, std::size_t ti, unsigned flags,
@@ -202,12 +204,21 @@ bool regex_match_here(std::string_view pattern, std::size_t pi, std::string_view
         // At the end of the text the atom is not tested and `next` stays on it, so the quantifier check
         // below reads the atom's own first character: `a*` cannot match zero times there.
         std::size_t next = pi;
-        const bool atomMatched = ti < n && regex_atom_matches(pattern, pi, text[ti], flags, next);
+        bool atomMatched = false;
+        if (ti < n)
+        {
+            next = atomEnd(pattern, pi);
+            atomMatched = atomTest(pattern, pi, next, text[ti], flags);
+        }
         if (next < m && isQuantifier(pattern[next]))
         {
             const char quantifier = pattern[next];
             const std::size_t rest = next + 1;
-            if (quantifier != '+')
+            const std::size_t restEnd = requiredAtomEnd(pattern, rest);
+            // True when the continuation cannot start at j, decided without a recursive call.
+            auto restFailsAt = [&](std::size_t j)
+            { return restEnd != 0 && j < n && !atomTest(pattern, rest, restEnd, text[j], flags); };
+            if (quantifier != '+' && !restFailsAt(ti))
             {
                 if (regex_match_here(pattern, rest, text, ti, flags, end))
                 {
@@ -221,15 +232,14 @@ bool regex_match_here(std::string_view pattern, std::size_t pi, std::string_view
             std::size_t k = ti + 1;
             if (quantifier != '?')
             {
-                std::size_t ignored = 0;
-                while (k < n && regex_atom_matches(pattern, pi, text[k], flags, ignored))
+                while (k < n && atomTest(pattern, pi, next, text[k], flags))
                 {
                     ++k;
                 }
             }
             for (std::size_t j = k; j > ti; --j)
             {
-                if (regex_match_here(pattern, rest, text, j, flags, end))
+                if (!restFailsAt(j) && regex_match_here(pattern, rest, text, j, flags, end))
                 {
                     return true;
                 }
@@ -251,6 +261,10 @@ bool regex_search(const char* first, const char* last, match_results& results, c
     results.searchFirst_ = first;
     results.searchLast_ = last;
     results.entries_.clear();
+    if (last < first)
+    {
+        return false; // a reversed range holds no text to search
+    }
 
     const std::string_view pattern = re.pattern();
     const std::string_view text(first, static_cast<std::size_t>(last - first));
@@ -258,7 +272,8 @@ bool regex_search(const char* first, const char* last, match_results& results, c
     const std::size_t n = text.size();
     std::size_t end = 0;
 
-    auto found = [&](std::size_t at) {
+    auto found = [&](std::size_t at)
+    {
         results.entries_.push_back(sub_match{first + at, first + end, true});
         return true;
     };
@@ -267,26 +282,37 @@ bool regex_search(const char* first, const char* last, match_results& results, c
     {
         return regex_match_here(pattern, 1, text, 0, flags, end) && found(0);
     }
-    char literal = 0;
-    if (leadingLiteral(pattern, flags, literal))
+    // A first atom that cannot occur zero times must match where a match starts, so the scan skips every
+    // other position. At the end position the atom is never tested, so that one goes through the matcher.
+    const std::size_t firstEnd = requiredAtomEnd(pattern, 0);
+    if (firstEnd != 0)
     {
-        // Only positions holding the literal can match; the end position cannot (its atom is never tested).
-        const char* at = first;
-        while (at < last)
+        const char lead = pattern[0];
+        const bool literal = firstEnd == 1 && lead != '.' && !((flags & regex::icase) != 0 && isAsciiLetter(lead));
+        std::size_t ti = 0;
+        while (ti < n)
         {
-            at = static_cast<const char*>(std::memchr(at, literal, static_cast<std::size_t>(last - at)));
-            if (at == nullptr)
+            if (literal)
             {
-                return false;
+                const void* hit = std::memchr(first + ti, lead, n - ti);
+                if (hit == nullptr)
+                {
+                    break;
+                }
+                ti = static_cast<std::size_t>(static_cast<const char*>(hit) - first);
             }
-            const std::size_t ti = static_cast<std::size_t>(at - first);
+            else if (!atomTest(pattern, 0, firstEnd, text[ti], flags))
+            {
+                ++ti;
+                continue;
+            }
             if (regex_match_here(pattern, 0, text, ti, flags, end))
             {
                 return found(ti);
             }
-            ++at;
+            ++ti;
         }
-        return false;
+        return regex_match_here(pattern, 0, text, n, flags, end) && found(n);
     }
     for (std::size_t ti = 0; ti <= n; ++ti)
     {

@@ -80,7 +80,8 @@ void runOnThreadWithStack(std::size_t stackBytes, const std::function<void()>& b
     pthread_t thread;
     const int created = pthread_create(
         &thread, &attributes,
-        [](void* raw) -> void* {
+        [](void* raw) -> void*
+        {
             Task* running = static_cast<Task*>(raw);
             try
             {
@@ -171,8 +172,8 @@ TEST(RegexClassTest, BackslashTakesTheNextCharacterLiterally)
     EXPECT_TRUE(contains("[\\]]", ']'));
     EXPECT_TRUE(contains("[\\\\]", '\\'));
     EXPECT_TRUE(contains("[\\^a]", '^'));
-    EXPECT_FALSE(contains("[\\^a]", 'b')); // an escaped `^` does not negate
-    EXPECT_TRUE(contains("[\\!-\\#]", '"'));  // both range ends escaped
+    EXPECT_FALSE(contains("[\\^a]", 'b'));   // an escaped `^` does not negate
+    EXPECT_TRUE(contains("[\\!-\\#]", '"')); // both range ends escaped
     EXPECT_FALSE(contains("[\\!-\\#]", '$'));
     EXPECT_TRUE(contains("[\\--/]", '.')); // escaped dash as a range start
 }
@@ -305,6 +306,8 @@ TEST(RegexSearchTest, RangeFormTreatsItsFirstPositionAsTheStart)
     EXPECT_FALSE(zq::regex_search(text.data(), text.data() + 3, results, regex("b$"))); // `$` is the range end
     ASSERT_TRUE(zq::regex_search(text.data(), text.data() + 3, results, regex("a$")));
     EXPECT_EQ(results.position(0), 2u);
+    EXPECT_FALSE(zq::regex_search(text.data() + 2, text.data(), results, regex(""))); // reversed range
+    EXPECT_TRUE(results.empty());
 }
 
 TEST(RegexSearchTest, ResultsHoldOneEntryAndAreClearedOnFailure)
@@ -388,11 +391,13 @@ TEST(RegexStackGuardTest, DeepBacktrackingFailsCleanlyOnASmallThreadStack)
     const std::string deep = repeat("a*", 1'000'000);
     const std::string fits = repeat("a*", 1000) + "b";
     std::vector<std::string> outcomes;
-    runOnThreadWithStack(std::size_t{1} << 20, [&] {
-        outcomes.push_back(guardedSearch("aaaa", deep));
-        outcomes.push_back(guardedSearch("aab", fits));
-        outcomes.push_back(guardedSearch("aaaa", repeat("a?", 200'000)));
-    });
+    runOnThreadWithStack(std::size_t{1} << 20,
+                         [&]
+                         {
+                             outcomes.push_back(guardedSearch("aaaa", deep));
+                             outcomes.push_back(guardedSearch("aab", fits));
+                             outcomes.push_back(guardedSearch("aaaa", repeat("a?", 200'000)));
+                         });
     EXPECT_EQ(outcomes, (std::vector<std::string>{"error: stack overflow", "0:3", "error: stack overflow"}));
 }
 

@@ -1,0 +1,300 @@
+// The io library: io.open and io.write, the two console streams, and the methods of file handles.
+#include "host/FileStream.hpp"
+#include "runtime/NativeObject.hpp"
+#include "stdlib/Library.hpp"
+#include "velmar/lua/HostInterface.hpp"
+
+#include <algorithm>
+#include <memory>
+#include <string>
+
+namespace velmar::lua
+{
+namespace
+{
+
+using Impl = LuaVM::Impl;
+
+constexpr auto kFileKind = static_cast<std::uint8_t>(NativeObject::Kind::File);
+constexpr auto kStreamKind = static_cast<std::uint8_t>(NativeObject::Kind::Stream);
+
+// File-level failures reach the script as (nil, message), never as errors.
+MultiValue failure(const char* message)
+{
+    return MultiValue{Value(), Value(message)};
+}
+
+// Null once the file was closed (or never opened).
+zq::fstream* openStream(const NativeObject& object)
+{
+    return object.file && object.file->is_open() ? object.file.get() : nullptr;
+}
+
+void writeConsoleValue(const Value& value)
+{
+    if (value.isString())
+    {
+        zq_lua_write(value.string()->data(), value.string()->size());
+        return;
+    }
+    writeVelmarBootText(value.toString());
+}
+
+// The mode is searched for r, w, a and b anywhere; `+` and every other character are ignored, so
+// "r+" only reads and "w+" only writes.
+MultiValue ioOpen(LuaVM&, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount("io.open", args.size(), 1, 2);
+    const Value& pathValue = Impl::requireString("io.open", args, 0, line);
+    const std::string_view mode = args.size() > 1 ? Impl::requireString("io.open", args, 1, line).stringView() : "r";
+    const bool read = mode.find('r') != std::string_view::npos;
+    const bool write = mode.find('w') != std::string_view::npos;
+    const bool append = mode.find('a') != std::string_view::npos;
+    zq::openmode flags = zq::openmode::none;
+    if (read || (!write && !append))
+    {
+        flags |= zq::fstream::in;
+    }
+    if (write)
+    {
+        flags |= zq::fstream::out | zq::fstream::trunc;
+    }
+    if (append)
+    {
+        flags |= zq::fstream::out | zq::fstream::app;
+    }
+    if (mode.find('b') != std::string_view::npos)
+    {
+        flags |= zq::fstream::binary;
+    }
+    std::string path = pathValue.string()->str();
+    auto stream = std::make_shared<zq::fstream>();
+    if (path.find('\0') == std::string::npos) // no file name holds a zero byte
+    {
+        stream->open(path, flags);
+    }
+    if (!stream->is_open())
+    {
+        return MultiValue{Value(), Value("failed to open file: " + path)};
+    }
+    Ref<NativeObject> object = makeRef<NativeObject>();
+    object->kind = NativeObject::Kind::File;
+    object->file = std::move(stream);
+    object->readable = read || (!write && !append);
+    object->writable = write || append;
+    object->name = std::move(path);
+    return MultiValue(Value(std::move(object)));
+}
+
+MultiValue ioWrite(LuaVM&, ValueSpan args, unsigned)
+{
+    Impl::requireArgumentCount("io.write", args.size(), 1, kUnbounded);
+    for (const Value& argument : args)
+    {
+        writeConsoleValue(argument);
+    }
+    zq_lua_flush_output();
+    return MultiValue(Value(true));
+}
+
+// Both streams end on the same console.
+MultiValue streamWrite(LuaVM&, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount("stream:write", args.size(), 2, kUnbounded);
+    const NativeObject* stream = Impl::requireUserData("stream:write", args, line, kStreamKind);
+    if (!stream->file && stream->name != "stdout" && stream->name != "stderr")
+    {
+        return failure("stream is not available");
+    }
+    for (std::size_t i = 1; i < args.size(); ++i)
+    {
+        writeConsoleValue(args[i]);
+    }
+    zq_lua_flush_output();
+    return MultiValue(args[0]);
+}
+
+// "*a" reads to the end; a number reads up to that many bytes. Any other format is not a number.
+MultiValue fileRead(LuaVM&, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount("file:read", args.size(), 1, 2);
+    zq::fstream* stream = openStream(*Impl::requireUserData("file:read", args, line, kFileKind));
+    if (!stream)
+    {
+        return MultiValue(Value());
+    }
+    stream->clear();
+    if (args.size() == 2 && args[1].isString() && args[1].stringView() == "*a")
+    {
+        std::string contents;
+        stream->read_to_end(contents);
+        return MultiValue(Value(std::string_view(contents)));
+    }
+    const std::int64_t count = Impl::requireInteger("file:read", args, 1, line);
+    if (count < 1)
+    {
+        return MultiValue(Value(std::string_view()));
+    }
+    // Read in bounded pieces: a huge count must not allocate before the file proves that long.
+    constexpr std::size_t kPiece = 64 * 1024;
+    std::string bytes;
+    auto remaining = static_cast<std::uint64_t>(count);
+    while (remaining > 0)
+    {
+        const std::size_t want = static_cast<std::size_t>(std::min<std::uint64_t>(remaining, kPiece));
+        const std::size_t before = bytes.size();
+        bytes.resize(before + want);
+        stream->read(bytes.data() + before, want);
+        const std::size_t got = stream->gcount();
+        bytes.resize(before + got);
+        remaining -= got;
+        if (got < want)
+        {
+            break;
+        }
+    }
+    if (bytes.empty())
+    {
+        return MultiValue(Value()); // at the end of the file
+    }
+    return MultiValue(Value(std::string_view(bytes)));
+}
+
+MultiValue fileWrite(LuaVM&, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount("file:write", args.size(), 2, kUnbounded);
+    zq::fstream* stream = openStream(*Impl::requireUserData("file:write", args, line, kFileKind));
+    if (!stream)
+    {
+        return failure("file is not open");
+    }
+    stream->clear();
+    std::string text;
+    for (std::size_t i = 1; i < args.size(); ++i)
+    {
+        const Value& argument = args[i];
+        if (argument.isString())
+        {
+            stream->write(argument.string()->data(), argument.string()->size());
+        }
+        else
+        {
+            text.clear();
+            argument.appendTo(text);
+            stream->write(text.data(), text.size());
+        }
+        if (stream->fail())
+        {
+            return failure("failed to write file"); // the earlier pieces stay written
+        }
+    }
+    return MultiValue(args[0]);
+}
+
+// The stream has one position for reading and writing, so a single seek moves both.
+MultiValue fileSeek(LuaVM&, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount("file:seek", args.size(), 1, 3);
+    zq::fstream* stream = openStream(*Impl::requireUserData("file:seek", args, line, kFileKind));
+    if (!stream)
+    {
+        return failure("file is not open");
+    }
+    const std::string_view whence =
+        args.size() > 1 ? Impl::requireString("file:seek", args, 1, line).stringView() : "cur";
+    const std::int64_t offset = args.size() > 2 ? Impl::requireInteger("file:seek", args, 2, line) : 0;
+    zq::seekdir origin;
+    if (whence == "set")
+    {
+        origin = zq::fstream::beg;
+    }
+    else if (whence == "cur")
+    {
+        origin = zq::fstream::cur;
+    }
+    else if (whence == "end")
+    {
+        origin = zq::fstream::end;
+    }
+    else
+    {
+        return failure("invalid seek mode");
+    }
+    stream->clear();
+    stream->seekg(offset, origin);
+    if (stream->fail())
+    {
+        return failure("seek failed");
+    }
+    const long long position = stream->tellg();
+    return MultiValue(Value(position >= 0 ? position : stream->tellp()));
+}
+
+// Closing twice is harmless; the handle stays a valid value whose methods report the closed file.
+MultiValue fileClose(LuaVM&, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount("file:close", args.size(), 1, 1);
+    NativeObject* object = Impl::requireUserData("file:close", args, line, kFileKind);
+    if (object->file)
+    {
+        object->file->close();
+    }
+    return MultiValue(Value(true));
+}
+
+Value nativeMethod(std::string name, NativeCallable method)
+{
+    return Value(makeNativeFunction(std::move(name), std::move(method)));
+}
+
+Value makeStream(const char* name)
+{
+    Ref<NativeObject> stream = makeRef<NativeObject>();
+    stream->kind = NativeObject::Kind::Stream;
+    stream->name = name;
+    return Value(std::move(stream));
+}
+
+} // namespace
+
+void bindIoLibrary(LuaVM::Impl& vm)
+{
+    Ref<Table> table = makeLibraryTable(vm, "io");
+    vm.bindTableFunction(*table, "open", ioOpen);
+    vm.bindTableFunction(*table, "write", ioWrite);
+    tableSetByKey(table.get(), TableKey::makeString("stderr"), makeStream("stderr"));
+    tableSetByKey(table.get(), TableKey::makeString("stdout"), makeStream("stdout"));
+}
+
+// Methods are not stored anywhere: every lookup makes a fresh native function.
+Value nativeObjectField(LuaVM::Impl&, NativeObject* object, const Value& key, std::uint32_t line)
+{
+    if (!object)
+    {
+        failRuntime(line, "native object handle is empty");
+    }
+    const std::string_view field = key.stringView();
+    if (object->kind == NativeObject::Kind::Stream)
+    {
+        return field == "write" ? nativeMethod(object->name + ":write", streamWrite) : Value();
+    }
+    if (field == "read")
+    {
+        return nativeMethod("file:read", fileRead);
+    }
+    if (field == "write")
+    {
+        return nativeMethod("file:write", fileWrite);
+    }
+    if (field == "seek")
+    {
+        return nativeMethod("file:seek", fileSeek);
+    }
+    if (field == "close")
+    {
+        return nativeMethod("file:close", fileClose);
+    }
+    return Value();
+}
+
+} // namespace velmar::lua

@@ -1,0 +1,56 @@
+// The math library: min, max and floor, with double results folded back to integers where exact.
+#include "stdlib/Library.hpp"
+
+#include <cmath>
+
+namespace velmar::lua
+{
+namespace
+{
+
+using Impl = LuaVM::Impl;
+
+// Only a strictly better value replaces the running one: the first of equal values wins, and a NaN is
+// skipped unless it comes first.
+template <bool kWantSmaller> MultiValue extremum(const char* name, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount(name, args.size(), 1, kUnbounded);
+    double best = Impl::requireNumber(name, args, 0, line);
+    for (std::size_t i = 1; i < args.size(); ++i)
+    {
+        const double candidate = Impl::requireNumber(name, args, i, line);
+        if (kWantSmaller ? candidate < best : candidate > best)
+        {
+            best = candidate;
+        }
+    }
+    return MultiValue(numericResult(best));
+}
+
+MultiValue mathMin(LuaVM&, ValueSpan args, unsigned line)
+{
+    return extremum<true>("math.min", args, line);
+}
+
+MultiValue mathMax(LuaVM&, ValueSpan args, unsigned line)
+{
+    return extremum<false>("math.max", args, line);
+}
+
+MultiValue mathFloor(LuaVM&, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount("math.floor", args.size(), 1, 1);
+    return MultiValue(numericResult(std::floor(Impl::requireNumber("math.floor", args, 0, line))));
+}
+
+} // namespace
+
+void bindMathLibrary(LuaVM::Impl& vm)
+{
+    Ref<Table> table = makeLibraryTable(vm, "math");
+    vm.bindTableFunction(*table, "min", mathMin);
+    vm.bindTableFunction(*table, "max", mathMax);
+    vm.bindTableFunction(*table, "floor", mathFloor);
+}
+
+} // namespace velmar::lua

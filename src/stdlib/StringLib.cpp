@@ -1,0 +1,348 @@
+// The string library: sub, find, match, gmatch, gsub, format, rep and unpack over byte strings.
+#include "runtime/Iterator.hpp"
+#include "stdlib/Library.hpp"
+#include "stdlib/PatternMatch.hpp"
+#include "support/NumberFormat.hpp"
+#include "support/Regex.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <new>
+
+namespace velmar::lua
+{
+namespace
+{
+
+using Impl = LuaVM::Impl;
+
+// The shared part of find and match: subject, pattern and init checked in that order, then one search
+// from max(init, 1) - 1. A negative init does not count from the end.
+bool searchArguments(const char* name, ValueSpan args, std::uint32_t line, bool plain, PatternMatch& match)
+{
+    const Value& subject = Impl::requireString(name, args, 0, line);
+    const Value& pattern = Impl::requireString(name, args, 1, line);
+    std::size_t offset = 0;
+    if (args.size() > 2)
+    {
+        const std::int64_t init = Impl::requireInteger(name, args, 2, line);
+        offset = init < 1 ? 0 : static_cast<std::size_t>(init - 1);
+    }
+    return findPattern(subject.stringView(), pattern.stringView(), offset, plain, match);
+}
+
+// One string per capture; the matcher has no groups, so in practice there are none.
+void pushCaptures(const PatternMatch& match, MultiValue& results)
+{
+    for (const std::string& capture : match.captures)
+    {
+        results.push(Value(capture));
+    }
+}
+
+MultiValue stringSub(LuaVM&, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount("string.sub", args.size(), 2, 3);
+    const Value& subject = Impl::requireString("string.sub", args, 0, line);
+    const std::int64_t i = Impl::requireInteger("string.sub", args, 1, line);
+    const std::int64_t j = args.size() > 2 ? Impl::requireInteger("string.sub", args, 2, line) : -1;
+    const std::string_view text = subject.stringView();
+    const auto length = static_cast<std::int64_t>(text.size());
+    if (length == 0)
+    {
+        return MultiValue(subject);
+    }
+    // Negative positions count from the end; both ends are clamped into the string.
+    const std::int64_t start = std::max<std::int64_t>(i < 0 ? i + length + 1 : i, 1);
+    const std::int64_t stop = std::min<std::int64_t>(j < 0 ? j + length + 1 : j, length);
+    if (stop < start)
+    {
+        return MultiValue(Value(std::string_view()));
+    }
+    if (start == 1 && stop == length)
+    {
+        return MultiValue(subject); // the whole string: share it instead of copying
+    }
+    return MultiValue(
+        Value(text.substr(static_cast<std::size_t>(start - 1), static_cast<std::size_t>(stop - start + 1))));
+}
+
+MultiValue stringFind(LuaVM&, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount("string.find", args.size(), 2, 4);
+    PatternMatch match;
+    if (!searchArguments("string.find", args, line, args.size() > 3 && args[3].isTruthy(), match))
+    {
+        return MultiValue(Value());
+    }
+    MultiValue results;
+    results.push(Value(static_cast<long long>(match.start + 1)));
+    results.push(Value(static_cast<long long>(match.end))); // an empty match ends before it starts
+    pushCaptures(match, results);
+    return results;
+}
+
+MultiValue stringMatch(LuaVM&, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount("string.match", args.size(), 2, 3);
+    PatternMatch match;
+    if (!searchArguments("string.match", args, line, false, match))
+    {
+        return MultiValue(Value());
+    }
+    if (match.captures.empty())
+    {
+        return MultiValue(Value(match.text));
+    }
+    MultiValue results;
+    pushCaptures(match, results);
+    return results;
+}
+
+// Every match is collected now, before the loop takes its first step.
+MultiValue stringGmatch(LuaVM&, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount("string.gmatch", args.size(), 2, 2);
+    const Value& subject = Impl::requireString("string.gmatch", args, 0, line);
+    const Value& pattern = Impl::requireString("string.gmatch", args, 1, line);
+    const zq::regex re(translateLuaPatternToRegex(pattern.stringView()));
+    const std::string_view text = subject.stringView();
+    Ref<IteratorState> state = makeRef<IteratorState>();
+    state->kind = IteratorState::Kind::List;
+    const zq::sregex_iterator end;
+    for (zq::sregex_iterator it(text.data(), text.data() + text.size(), re); it != end; ++it)
+    {
+        const zq::match_results& match = *it;
+        MultiValue item;
+        if (match.size() > 1)
+        {
+            for (std::size_t i = 1; i < match.size(); ++i)
+            {
+                item.push(Value(match[i].view()));
+            }
+        }
+        else
+        {
+            item.push(Value(match[0].view()));
+        }
+        state->items.push_back(std::move(item));
+    }
+    return MultiValue(Value(std::move(state)));
+}
+
+// The replacement is the text of the third argument, taken literally: no %0-%9, no functions or tables.
+MultiValue stringGsub(LuaVM&, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount("string.gsub", args.size(), 3, 3);
+    const Value& subject = Impl::requireString("string.gsub", args, 0, line);
+    const Value& pattern = Impl::requireString("string.gsub", args, 1, line);
+    std::string replacement;
+    args[2].appendTo(replacement);
+    const zq::regex re(translateLuaPatternToRegex(pattern.stringView()));
+    const std::string_view text = subject.stringView();
+    const char* cursor = text.data();
+    const char* const end = text.data() + text.size();
+    std::string result;
+    long long count = 0;
+    zq::match_results match;
+    // Each search treats the cursor as the start of the text, so a leading `^` anchors there every time.
+    while (zq::regex_search(cursor, end, match, re))
+    {
+        if (count == 0)
+        {
+            result.reserve(text.size());
+        }
+        const zq::sub_match& whole = match[0];
+        result.append(cursor, whole.first);
+        result += replacement;
+        cursor = whole.second;
+        ++count;
+        if (whole.first == whole.second)
+        {
+            if (cursor == end)
+            {
+                break;
+            }
+            result.push_back(*cursor++); // an empty match cannot repeat at the same place
+        }
+    }
+    MultiValue results;
+    if (count == 0)
+    {
+        results.push(subject); // nothing replaced: share the original
+    }
+    else
+    {
+        result.append(cursor, end);
+        results.push(Value(std::string_view(result)));
+    }
+    results.push(Value(count));
+    return results;
+}
+
+// Tokens are single bytes after `%`: no flags, widths or precisions.
+MultiValue stringFormat(LuaVM&, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount("string.format", args.size(), 1, kUnbounded);
+    const std::string_view format = Impl::requireString("string.format", args, 0, line).stringView();
+    std::string out;
+    out.reserve(format.size());
+    std::size_t next = 1;
+    for (std::size_t i = 0; i < format.size(); ++i)
+    {
+        const char c = format[i];
+        if (c != '%')
+        {
+            out.push_back(c);
+            continue;
+        }
+        if (++i == format.size())
+        {
+            failRuntime(line, "unterminated format token");
+        }
+        const char token = format[i];
+        if (token == '%')
+        {
+            out.push_back('%');
+            continue;
+        }
+        if (next >= args.size())
+        {
+            failRuntime(line, "missing format argument"); // checked before the token itself
+        }
+        const Value& argument = args[next++];
+        switch (token)
+        {
+        case 'd':
+        case 'i':
+            if (!argument.isNumber())
+            {
+                failRuntime(line, "integer format expects a number");
+            }
+            zq::append_number(out, static_cast<long long>(argument.asInteger()));
+            break;
+        case 'f':
+            if (!argument.isNumber())
+            {
+                failRuntime(line, "float format expects a number");
+            }
+            zq::append_number(out, argument.asFloat());
+            break;
+        case 's': argument.appendTo(out); break;
+        default: failRuntime(line, std::string("unsupported format token %") + token);
+        }
+    }
+    return MultiValue(Value(std::string_view(out)));
+}
+
+MultiValue stringRep(LuaVM&, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount("string.rep", args.size(), 2, 2);
+    const Value& subject = Impl::requireString("string.rep", args, 0, line);
+    const std::int64_t count = Impl::requireInteger("string.rep", args, 1, line);
+    const std::size_t piece = subject.string()->size();
+    if (count < 1 || piece == 0)
+    {
+        return MultiValue(Value(std::string_view()));
+    }
+    if (count == 1)
+    {
+        return MultiValue(subject);
+    }
+    // A size that cannot be represented fails before anything is allocated.
+    constexpr std::size_t kLargest = static_cast<std::size_t>(std::numeric_limits<std::ptrdiff_t>::max()) / 2;
+    if (static_cast<std::uint64_t>(count) > kLargest / piece)
+    {
+        throw std::bad_alloc();
+    }
+    const std::size_t total = piece * static_cast<std::size_t>(count);
+    Ref<LuaString> result = LuaString::makeUninitialized(total);
+    char* data = result->mutableData();
+    std::memcpy(data, subject.string()->data(), piece);
+    // Doubling copies keep the work linear with few, large copies.
+    for (std::size_t filled = piece; filled < total;)
+    {
+        const std::size_t chunk = std::min(filled, total - filled);
+        std::memcpy(data + filled, data, chunk);
+        filled += chunk;
+    }
+    return MultiValue(Value(std::move(result)));
+}
+
+// A minimal binary reader: unsigned 32-bit fields in either byte order, then the next position.
+MultiValue stringUnpack(LuaVM&, ValueSpan args, unsigned line)
+{
+    Impl::requireArgumentCount("string.unpack", args.size(), 2, 3);
+    const std::string_view format = Impl::requireString("string.unpack", args, 0, line).stringView();
+    const std::string_view data = Impl::requireString("string.unpack", args, 1, line).stringView();
+    const std::int64_t position = args.size() > 2 ? Impl::requireInteger("string.unpack", args, 2, line) : 1;
+    std::uint64_t offset = position < 1 ? 0 : static_cast<std::uint64_t>(position - 1);
+    bool littleEndian = true;
+    MultiValue results;
+    for (std::size_t i = 0; i < format.size();)
+    {
+        const char c = format[i++];
+        switch (c)
+        {
+        case ' ':
+        case '\t':
+        case '\n':
+        case '\r':
+        case '\f':
+        case '\v': break;
+        case '<': littleEndian = true; break;
+        case '>': littleEndian = false; break;
+        case 'I':
+        {
+            std::uint64_t size = 0;
+            bool hasSize = false;
+            while (i < format.size() && format[i] >= '0' && format[i] <= '9')
+            {
+                size = std::min<std::uint64_t>(size * 10 + static_cast<std::uint64_t>(format[i] - '0'), 1000);
+                hasSize = true;
+                ++i;
+            }
+            if (!hasSize || size != 4)
+            {
+                failRuntime(line, "VelmarLua only supports string.unpack I4 fields");
+            }
+            if (offset > data.size() || data.size() - offset < 4)
+            {
+                failRuntime(line, "string.unpack ran past the end of the buffer");
+            }
+            const auto* bytes = reinterpret_cast<const unsigned char*>(data.data() + offset);
+            std::uint32_t field = 0;
+            for (int k = 0; k < 4; ++k)
+            {
+                field |= static_cast<std::uint32_t>(bytes[littleEndian ? k : 3 - k]) << (8 * k);
+            }
+            results.push(Value(static_cast<long long>(field)));
+            offset += 4;
+            break;
+        }
+        default: failRuntime(line, "unsupported string.unpack format");
+        }
+    }
+    results.push(Value(static_cast<long long>(offset + 1)));
+    return results;
+}
+
+} // namespace
+
+void bindStringLibrary(LuaVM::Impl& vm)
+{
+    Ref<Table> table = makeLibraryTable(vm, "string");
+    vm.bindTableFunction(*table, "sub", stringSub);
+    vm.bindTableFunction(*table, "find", stringFind);
+    vm.bindTableFunction(*table, "match", stringMatch);
+    vm.bindTableFunction(*table, "gmatch", stringGmatch);
+    vm.bindTableFunction(*table, "gsub", stringGsub);
+    vm.bindTableFunction(*table, "format", stringFormat);
+    vm.bindTableFunction(*table, "rep", stringRep);
+    vm.bindTableFunction(*table, "unpack", stringUnpack);
+}
+
+} // namespace velmar::lua
