@@ -17,8 +17,13 @@ constexpr std::uint32_t kBytecodeVersion = 1;
 
 void writeBytes(std::vector<std::uint8_t>& out, const void* data, std::size_t count)
 {
-    const auto* bytes = static_cast<const std::uint8_t*>(data);
-    out.insert(out.end(), bytes, bytes + count);
+    if (count == 0)
+    {
+        return;
+    }
+    const std::size_t offset = out.size();
+    out.resize(offset + count);
+    std::memcpy(out.data() + offset, data, count);
 }
 
 void writeU32(std::vector<std::uint8_t>& out, std::uint32_t value)

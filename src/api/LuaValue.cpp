@@ -9,6 +9,31 @@
 namespace velmar::lua
 {
 
+// GCC 12 reports false "may be used uninitialized" warnings inside std::variant's copy and move;
+// keeping these members here keeps them out of every host's build and confines the suppression.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+
+LuaValue::LuaValue() noexcept = default;
+LuaValue::LuaValue(std::nullptr_t) noexcept {}
+LuaValue::LuaValue(int integer) noexcept : type_(Type::Integer), payload_(static_cast<long long>(integer)) {}
+LuaValue::LuaValue(long integer) noexcept : type_(Type::Integer), payload_(static_cast<long long>(integer)) {}
+LuaValue::LuaValue(long long integer) noexcept : type_(Type::Integer), payload_(integer) {}
+LuaValue::LuaValue(double number) noexcept : type_(Type::Float), payload_(number) {}
+LuaValue::LuaValue(bool boolean) noexcept : type_(Type::Boolean), payload_(boolean) {}
+LuaValue::LuaValue(const char* text) : type_(Type::String), payload_(std::string(text ? text : "")) {}
+LuaValue::LuaValue(std::string text) noexcept : type_(Type::String), payload_(std::move(text)) {}
+LuaValue::LuaValue(std::shared_ptr<LuaFunctionHandle> function) noexcept
+    : type_(Type::Function), payload_(std::move(function))
+{
+}
+LuaValue::LuaValue(const LuaValue& other) = default;
+LuaValue::LuaValue(LuaValue&& other) noexcept = default;
+LuaValue& LuaValue::operator=(const LuaValue& other) = default;
+LuaValue& LuaValue::operator=(LuaValue&& other) noexcept = default;
+LuaValue::~LuaValue() = default;
+
 LuaValue::LuaValue(std::vector<LuaValue> array)
     : type_(Type::Array), payload_(std::make_shared<std::vector<LuaValue>>(std::move(array)))
 {

@@ -96,11 +96,13 @@ void Parser::errorAt(const Token& token, const char* message) const
     failParse(chunkName_, token.line, token.column, message);
 }
 
-void Parser::guardNesting() const
+Parser::NestingScope::NestingScope(Parser& parser) : parser_(parser)
 {
-    if (zq::stackExhausted())
+    // Real programs nest a few dozen levels; the budget keeps every later pass shallow as well, and the
+    // stack check covers hosts whose threads have small stacks.
+    if (++parser_.depth_ > kMaxNesting || zq::stackExhausted())
     {
-        errorAt(peek(), "nesting too deep");
+        parser_.errorAt(parser_.peek(), "nesting too deep");
     }
 }
 
@@ -169,7 +171,7 @@ std::vector<ExprPtr> Parser::parseArguments()
 // funcbody ::= '(' [Name {',' Name}] ')' block end
 std::shared_ptr<FunctionExpr> Parser::parseFunctionBody(std::uint32_t line)
 {
-    guardNesting();
+    NestingScope nesting(*this);
     auto function = std::make_shared<FunctionExpr>(line);
     consume(TokenKind::LeftParen, "expected '(' after function name");
     if (!check(TokenKind::RightParen))
@@ -215,7 +217,7 @@ AssignTarget Parser::asAssignTarget(const ExprPtr& expr) const
 
 StmtPtr Parser::parseStatement()
 {
-    guardNesting();
+    NestingScope nesting(*this);
     const Token& token = peek();
     switch (token.kind)
     {
@@ -430,7 +432,7 @@ StmtPtr Parser::parseExpressionStatement()
 // exp ::= andexp {or andexp}
 ExprPtr Parser::parseExpression()
 {
-    guardNesting();
+    NestingScope nesting(*this);
     ExprPtr left = parseAnd();
     while (match(TokenKind::Or))
     {
@@ -473,7 +475,7 @@ ExprPtr Parser::parseComparison()
 // concat ::= factor {('+' | '-') factor} ['..' concat]
 ExprPtr Parser::parseConcat()
 {
-    guardNesting();
+    NestingScope nesting(*this);
     ExprPtr left = parseFactor();
     while (check(TokenKind::Plus) || check(TokenKind::Minus))
     {
@@ -510,7 +512,7 @@ ExprPtr Parser::parseFactor()
 // unary ::= ('-' | 'not' | '#') unary | prefixexp
 ExprPtr Parser::parseUnary()
 {
-    guardNesting();
+    NestingScope nesting(*this);
     if (check(TokenKind::Minus) || check(TokenKind::Not) || check(TokenKind::Hash))
     {
         const Token& op = advance();
@@ -525,7 +527,7 @@ ExprPtr Parser::parseUnary()
 // prefixexp ::= primary {'.' Name | '[' exp ']' | ':' Name args | args}
 ExprPtr Parser::parsePrefixExpression()
 {
-    guardNesting();
+    NestingScope nesting(*this);
     ExprPtr expr = parsePrimary();
     while (true)
     {

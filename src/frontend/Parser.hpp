@@ -30,7 +30,19 @@ private:
     bool match(TokenKind kind);
     const Token& consume(TokenKind kind, const char* message);
     [[noreturn]] void errorAt(const Token& token, const char* message) const;
-    void guardNesting() const;
+    // Counts one level of grammar recursion for as long as it lives.
+    class NestingScope
+    {
+    public:
+        explicit NestingScope(Parser& parser);
+        ~NestingScope() { --parser_.depth_; }
+        NestingScope(const NestingScope&) = delete;
+        NestingScope& operator=(const NestingScope&) = delete;
+
+    private:
+        Parser& parser_;
+    };
+    static constexpr std::size_t kMaxNesting = 10000;
     void skipSemicolons();
 
     StmtList parseBlock(std::initializer_list<TokenKind> terminators);
@@ -59,6 +71,7 @@ private:
     std::vector<Token> tokens_;
     std::string chunkName_;
     std::size_t current_ = 0;
+    std::size_t depth_ = 0;
 };
 
 // Number literal conversion: hexadecimal wraps to 64 bits; a decimal beyond the 64-bit range

@@ -418,8 +418,8 @@ std::vector<std::string> nestedSources(std::size_t depth)
 // Chains the parser builds in a loop; the tree is as deep as the chain, so later passes must cope.
 std::vector<std::string> chainSources(std::size_t length)
 {
-    return {"x = a" + repeat(".b", length), "x = 1" + repeat(" + 1", length), "f" + repeat("()", length),
-            "x = a" + repeat(" or a", length)};
+    return {std::string("x = a").append(repeat(".b", length)), std::string("x = 1").append(repeat(" + 1", length)),
+            std::string("f").append(repeat("()", length)), std::string("x = a").append(repeat(" or a", length))};
 }
 
 void* runJob(void* job)

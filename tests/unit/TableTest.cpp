@@ -263,18 +263,18 @@ TEST(TableTest, LookupsSurviveManyInsertsAndDeletes)
     };
     for (long long i = 0; i < 3000; ++i)
     {
-        const std::string name = "k" + std::to_string(i);
+        const std::string name = std::string("k").append(std::to_string(i));
         set(t, TableKey::makeString(name), Value(i));
         model.emplace_back(name, i);
         if (i % 3 == 2)
         {
-            erase("k" + std::to_string(i - 1));
+            erase(std::string("k").append(std::to_string(i - 1)));
         }
         if (i % 500 == 499)
         {
-            erase("k" + std::to_string(i / 2));
-            set(t, TableKey::makeString("k" + std::to_string(i / 2)), Value(-i));
-            model.emplace_back("k" + std::to_string(i / 2), -i);
+            erase(std::string("k").append(std::to_string(i / 2)));
+            set(t, TableKey::makeString(std::string("k").append(std::to_string(i / 2))), Value(-i));
+            model.emplace_back(std::string("k").append(std::to_string(i / 2)), -i);
         }
     }
     ASSERT_EQ(t->hash.size(), model.size());

@@ -39,21 +39,23 @@ public:
         Function,
     };
 
-    LuaValue() noexcept = default;
-    LuaValue(std::nullptr_t) noexcept {}
-    LuaValue(int integer) noexcept : type_(Type::Integer), payload_(static_cast<long long>(integer)) {}
-    LuaValue(long integer) noexcept : type_(Type::Integer), payload_(static_cast<long long>(integer)) {}
-    LuaValue(long long integer) noexcept : type_(Type::Integer), payload_(integer) {}
-    LuaValue(double number) noexcept : type_(Type::Float), payload_(number) {}
-    LuaValue(bool boolean) noexcept : type_(Type::Boolean), payload_(boolean) {}
-    LuaValue(const char* text) : type_(Type::String), payload_(std::string(text ? text : "")) {}
-    LuaValue(std::string text) noexcept : type_(Type::String), payload_(std::move(text)) {}
+    LuaValue() noexcept;
+    LuaValue(std::nullptr_t) noexcept;
+    LuaValue(int integer) noexcept;
+    LuaValue(long integer) noexcept;
+    LuaValue(long long integer) noexcept;
+    LuaValue(double number) noexcept;
+    LuaValue(bool boolean) noexcept;
+    LuaValue(const char* text); // null gives the empty string
+    LuaValue(std::string text) noexcept;
     LuaValue(std::vector<LuaValue> array);
     LuaValue(LuaMap map);
-    LuaValue(std::shared_ptr<LuaFunctionHandle> function) noexcept
-        : type_(Type::Function), payload_(std::move(function))
-    {
-    }
+    LuaValue(std::shared_ptr<LuaFunctionHandle> function) noexcept;
+    LuaValue(const LuaValue& other);
+    LuaValue(LuaValue&& other) noexcept;
+    LuaValue& operator=(const LuaValue& other);
+    LuaValue& operator=(LuaValue&& other) noexcept;
+    ~LuaValue();
 
     static LuaValue makeArray();
     static LuaValue makeMap();
