@@ -1,6 +1,7 @@
 // Tables: key normalisation, the array/hash placement rule, the hash part and the cached length.
 #include "runtime/Table.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 namespace velmar::lua
@@ -171,7 +172,22 @@ void tableSetByKey(Table* table, const TableKey& key, Value value)
         }
         if (inArray)
         {
-            table->array[static_cast<std::size_t>(index - 1)] = std::move(value);
+            const auto slot = static_cast<std::size_t>(index - 1);
+            const bool storesNil = value.isNil();
+            table->array[slot] = std::move(value);
+            if (storesNil)
+            {
+                table->arrayBorder = std::min(table->arrayBorder, slot);
+            }
+            else if (slot == table->arrayBorder)
+            {
+                std::size_t border = slot + 1;
+                while (border < table->array.size() && !table->array[border].isNil())
+                {
+                    ++border;
+                }
+                table->arrayBorder = border;
+            }
             if (!table->hash.empty())
             {
                 table->hash.erase(key, TableKeyHash{}(key));
@@ -202,12 +218,7 @@ std::int64_t tableSequenceLength(Table* table)
     {
         return table->cachedLength;
     }
-    std::int64_t length = 0;
-    const std::size_t size = table->array.size();
-    while (static_cast<std::size_t>(length) < size && !table->array[static_cast<std::size_t>(length)].isNil())
-    {
-        ++length;
-    }
+    auto length = static_cast<std::int64_t>(table->arrayBorder); // the first nil of the array part
     if (!table->hash.empty())
     {
         while (true)

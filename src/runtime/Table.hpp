@@ -106,6 +106,9 @@ public:
     std::uint64_t version = 0;         // bumped by every store, overwrite and deletion
     std::uint64_t lengthVersion = ~0ULL;
     std::int64_t cachedLength = 0;
+    // Number of leading non-nil array slots, kept current by every store so that the length never
+    // rescans the array: appending with t[#t + 1] = v stays O(1).
+    std::size_t arrayBorder = 0;
 };
 
 // Converts a value into a key; false for nil, tables, functions, userdata, iterators,

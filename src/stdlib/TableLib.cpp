@@ -31,6 +31,7 @@ void keepLength(Table& table, std::int64_t length)
     ++table.version;
     table.cachedLength = length;
     table.lengthVersion = table.version;
+    table.arrayBorder = static_cast<std::size_t>(length);
 }
 
 MultiValue tableRemove(LuaVM&, ValueSpan args, unsigned line)
