@@ -111,7 +111,7 @@ bool LuaVM::writeBytecodeFile(const std::string& source, const std::string& path
     {
         if (error)
         {
-            *error = failure.what();
+            *error = failure.message();
         }
         return false;
     }

@@ -107,11 +107,11 @@ LuaResult LuaVM::Impl::makeFailure(const zq::exception& error, const std::string
     const auto* runtime = dynamic_cast<const RuntimeError*>(&error);
     if (runtime && runtime->hasLine)
     {
-        result.error = chunkName + ":" + std::to_string(runtime->line) + ": " + error.what();
+        result.error = chunkName + ":" + std::to_string(runtime->line) + ": " + error.message();
     }
     else
     {
-        result.error = error.what();
+        result.error = error.message();
     }
     return result;
 }
@@ -143,7 +143,7 @@ void LuaVM::Impl::bindFunction(const std::string& name, NativeFunction fn)
         }
         catch (const zq::exception& error)
         {
-            failRuntime(line, name + ": " + error.what());
+            failRuntime(line, name + ": " + error.message());
         }
     };
     setGlobalValue(name, Value(makeNativeFunction(name, std::move(wrapper))));

@@ -3,6 +3,7 @@
 
 #include "frontend/Token.hpp"
 #include "runtime/Value.hpp"
+#include "velmar/lua/LuaVM.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -67,12 +68,18 @@ struct Stmt
     std::uint32_t line;
 };
 
+class Environment;
+
+// The evaluator picks one of these per node, by the node's shape, the first time the node runs.
+using ExprEvaluator = Value (*)(LuaVM::Impl& vm, const Expr& expr, Environment* environment);
+
 struct Expr
 {
     Expr(ExprKind kind, std::uint32_t line) : kind(kind), line(line) {}
     virtual ~Expr() = default;
     ExprKind kind;
     std::uint32_t line;
+    mutable ExprEvaluator evaluate = nullptr; // evaluator-owned
 };
 
 // Checked down-cast by kind tag: the node as T, or empty when it is of another class.

@@ -15,24 +15,6 @@ void failRuntime(std::uint32_t line, std::string message)
     throw ProtectedRuntimeError{std::move(message), line, true};
 }
 
-Environment* LuaVM::Impl::resolveLocalEnvironment(Environment* environment, std::int32_t depth) noexcept
-{
-    while (environment && depth > 0)
-    {
-        environment = environment->parent();
-        --depth;
-    }
-    return environment;
-}
-
-void LuaVM::Impl::clearEnvironmentSlots(Environment* environment) noexcept
-{
-    if (environment)
-    {
-        environment->slots.fillNil();
-    }
-}
-
 Value LuaVM::Impl::makeScriptFunction(std::string name, const FunctionExpr& function, Environment* current)
 {
     if (!current || !current->sharedOwned())
@@ -143,7 +125,7 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
     }
     catch (const zq::exception& error)
     {
-        failRuntime(line, error.what()); // library errors become script errors at the call's line
+        failRuntime(line, error.message()); // library errors become script errors at the call's line
     }
 }
 

@@ -57,39 +57,210 @@ Value concatenate(const Value& left, const Value& right)
 
 } // namespace
 
-Value LuaVM::Impl::evaluateExpression(const Expr& expr, Environment* environment)
+namespace
+{
+
+using Impl = LuaVM::Impl;
+
+// ---- Specialised evaluators, one per node shape; selectEvaluator below picks them. ----
+
+Value evaluateLiteral(Impl&, const Expr& expr, Environment*)
+{
+    return static_cast<const LiteralExpr&>(expr).value;
+}
+
+Value evaluateLocalHere(Impl&, const Expr& expr, Environment* environment)
+{
+    const auto& variable = static_cast<const VariableExpr&>(expr);
+    return environment && variable.slot < environment->slotCount() ? environment->slots[variable.slot] : Value();
+}
+
+Value evaluateLocalOuter(Impl&, const Expr& expr, Environment* environment)
+{
+    const auto& variable = static_cast<const VariableExpr&>(expr);
+    Environment* scope = Impl::resolveLocalEnvironment(environment, variable.depth);
+    return scope && variable.slot < scope->slotCount() ? scope->slots[variable.slot] : Value();
+}
+
+Value evaluateGlobal(Impl& vm, const Expr& expr, Environment*)
+{
+    return vm.globalTable.globals[static_cast<const VariableExpr&>(expr).globalSlot];
+}
+
+Value evaluateGlobalByName(Impl& vm, const Expr& expr, Environment*)
+{
+    return vm.getGlobalValue(static_cast<const VariableExpr&>(expr).name);
+}
+
+Value evaluateUnaryNode(Impl& vm, const Expr& expr, Environment* environment)
+{
+    return vm.evaluateUnary(static_cast<const UnaryExpr&>(expr), environment);
+}
+
+Value evaluateTableNode(Impl& vm, const Expr& expr, Environment* environment)
+{
+    return vm.evaluateTable(static_cast<const TableExpr&>(expr), environment);
+}
+
+Value evaluateFieldNode(Impl& vm, const Expr& expr, Environment* environment)
+{
+    return vm.evaluateField(static_cast<const FieldExpr&>(expr), environment);
+}
+
+Value evaluateIndexNode(Impl& vm, const Expr& expr, Environment* environment)
+{
+    return vm.evaluateIndex(static_cast<const IndexExpr&>(expr), environment);
+}
+
+Value evaluateCallNode(Impl& vm, const Expr& expr, Environment* environment)
+{
+    MultiValue results = vm.callExpression(static_cast<const CallExpr&>(expr), environment);
+    return results.empty() ? Value() : std::move(results[0]);
+}
+
+Value evaluateFunctionNode(Impl& vm, const Expr& expr, Environment* environment)
+{
+    return vm.makeScriptFunction("<anonymous>", static_cast<const FunctionExpr&>(expr), environment);
+}
+
+Value evaluateBinaryNode(Impl& vm, const Expr& expr, Environment* environment)
+{
+    return vm.evaluateBinary(static_cast<const BinaryExpr&>(expr), environment);
+}
+
+// The right operand when it is an integer literal, which many loops and recursions compare or add.
+std::int64_t constantRight(const BinaryExpr& expr)
+{
+    return static_cast<const LiteralExpr&>(*expr.right).value.integer();
+}
+
+bool hasConstantIntegerRight(const BinaryExpr& expr)
+{
+    return expr.right->kind == ExprKind::Literal && static_cast<const LiteralExpr&>(*expr.right).value.isInteger();
+}
+
+// Integer fast paths of the common operators; anything else goes through binaryOperation.
+template <TokenKind Op> bool integerFastPath(std::int64_t a, std::int64_t b, Value& out)
+{
+    long long result;
+    switch (Op)
+    {
+    case TokenKind::Plus:
+        if (__builtin_add_overflow(a, b, &result))
+        {
+            return false;
+        }
+        out = Value(result);
+        return true;
+    case TokenKind::Minus:
+        if (__builtin_sub_overflow(a, b, &result))
+        {
+            return false;
+        }
+        out = Value(result);
+        return true;
+    case TokenKind::Star:
+        if (__builtin_mul_overflow(a, b, &result))
+        {
+            return false;
+        }
+        out = Value(result);
+        return true;
+    case TokenKind::Percent:
+        if (b <= 0)
+        {
+            return false;
+        }
+        out = Value(static_cast<long long>(a % b)); // truncating, like the kernel
+        return true;
+    case TokenKind::Less: out = Value(a < b); return true;
+    case TokenKind::LessEqual: out = Value(a <= b); return true;
+    case TokenKind::Greater: out = Value(a > b); return true;
+    case TokenKind::GreaterEqual: out = Value(a >= b); return true;
+    case TokenKind::Equal: out = Value(a == b); return true;
+    case TokenKind::NotEqual: out = Value(a != b); return true;
+    default: return false;
+    }
+}
+
+template <TokenKind Op> Value evaluateOperator(Impl& vm, const Expr& expr, Environment* environment)
+{
+    const auto& binary = static_cast<const BinaryExpr&>(expr);
+    vm.guardStack(binary.line);
+    const Value left = vm.evaluateExpression(*binary.left, environment);
+    const Value right = vm.evaluateExpression(*binary.right, environment);
+    Value result;
+    if (left.isInteger() && right.isInteger() && integerFastPath<Op>(left.integer(), right.integer(), result))
+    {
+        return result;
+    }
+    return vm.binaryOperation(binary, left, right);
+}
+
+template <TokenKind Op> Value evaluateOperatorConstant(Impl& vm, const Expr& expr, Environment* environment)
+{
+    const auto& binary = static_cast<const BinaryExpr&>(expr);
+    vm.guardStack(binary.line);
+    const Value left = vm.evaluateExpression(*binary.left, environment);
+    Value result;
+    if (left.isInteger() && integerFastPath<Op>(left.integer(), constantRight(binary), result))
+    {
+        return result;
+    }
+    return vm.binaryOperation(binary, left, static_cast<const LiteralExpr&>(*binary.right).value);
+}
+
+template <TokenKind Op> ExprEvaluator operatorEvaluator(const BinaryExpr& binary)
+{
+    return hasConstantIntegerRight(binary) ? &evaluateOperatorConstant<Op> : &evaluateOperator<Op>;
+}
+
+} // namespace
+
+ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
 {
     switch (expr.kind)
     {
-    case ExprKind::Literal: return static_cast<const LiteralExpr&>(expr).value;
+    case ExprKind::Literal: return &evaluateLiteral;
     case ExprKind::Variable:
     {
         const auto& variable = static_cast<const VariableExpr&>(expr);
-        if (variable.depth >= 0)
+        if (variable.depth == 0)
         {
-            Environment* scope = resolveLocalEnvironment(environment, variable.depth);
-            return scope && variable.slot < scope->slotCount() ? scope->slots[variable.slot] : Value();
+            return &evaluateLocalHere;
         }
-        if (variable.hasGlobalSlot)
+        if (variable.depth > 0)
         {
-            return globalTable.globals[variable.globalSlot];
+            return &evaluateLocalOuter;
         }
-        return getGlobalValue(variable.name);
+        return variable.hasGlobalSlot ? &evaluateGlobal : &evaluateGlobalByName;
     }
-    case ExprKind::Unary: return evaluateUnary(static_cast<const UnaryExpr&>(expr), environment);
-    case ExprKind::Binary: return evaluateBinary(static_cast<const BinaryExpr&>(expr), environment);
-    case ExprKind::Table: return evaluateTable(static_cast<const TableExpr&>(expr), environment);
-    case ExprKind::Field: return evaluateField(static_cast<const FieldExpr&>(expr), environment);
-    case ExprKind::Index: return evaluateIndex(static_cast<const IndexExpr&>(expr), environment);
-    case ExprKind::Call:
+    case ExprKind::Unary: return &evaluateUnaryNode;
+    case ExprKind::Binary:
     {
-        MultiValue results = callExpression(static_cast<const CallExpr&>(expr), environment);
-        return results.empty() ? Value() : std::move(results[0]);
+        const auto& binary = static_cast<const BinaryExpr&>(expr);
+        switch (binary.op)
+        {
+        case TokenKind::Plus: return operatorEvaluator<TokenKind::Plus>(binary);
+        case TokenKind::Minus: return operatorEvaluator<TokenKind::Minus>(binary);
+        case TokenKind::Star: return operatorEvaluator<TokenKind::Star>(binary);
+        case TokenKind::Percent: return operatorEvaluator<TokenKind::Percent>(binary);
+        case TokenKind::Less: return operatorEvaluator<TokenKind::Less>(binary);
+        case TokenKind::LessEqual: return operatorEvaluator<TokenKind::LessEqual>(binary);
+        case TokenKind::Greater: return operatorEvaluator<TokenKind::Greater>(binary);
+        case TokenKind::GreaterEqual: return operatorEvaluator<TokenKind::GreaterEqual>(binary);
+        case TokenKind::Equal: return operatorEvaluator<TokenKind::Equal>(binary);
+        case TokenKind::NotEqual: return operatorEvaluator<TokenKind::NotEqual>(binary);
+        default: return &evaluateBinaryNode;
+        }
     }
-    case ExprKind::Function:
-        return makeScriptFunction("<anonymous>", static_cast<const FunctionExpr&>(expr), environment);
+    case ExprKind::Table: return &evaluateTableNode;
+    case ExprKind::Field: return &evaluateFieldNode;
+    case ExprKind::Index: return &evaluateIndexNode;
+    case ExprKind::Call: return &evaluateCallNode;
+    case ExprKind::Function: return &evaluateFunctionNode;
     }
-    failRuntime(expr.line, "unsupported expression");
+    return &evaluateBinaryNode; // a tag outside the enum fails there with "unsupported expression"
 }
 
 MultiValue LuaVM::Impl::evaluateExpressionMulti(const Expr& expr, Environment* environment, bool wantAll)
@@ -168,6 +339,12 @@ Value LuaVM::Impl::evaluateBinary(const BinaryExpr& expr, Environment* environme
     }
     const Value left = evaluateExpression(*expr.left, environment);
     const Value right = evaluateExpression(*expr.right, environment);
+    return binaryOperation(expr, left, right);
+}
+
+Value LuaVM::Impl::binaryOperation(const BinaryExpr& expr, const Value& left, const Value& right)
+{
+    const TokenKind op = expr.op;
     long long integer;
     switch (op)
     {
@@ -192,6 +369,10 @@ Value LuaVM::Impl::evaluateBinary(const BinaryExpr& expr, Environment* environme
         }
         return subtractNumbers(left, right);
     case TokenKind::Star:
+        if (left.isInteger() && right.isInteger() && !__builtin_mul_overflow(left.integer(), right.integer(), &integer))
+        {
+            return Value(integer);
+        }
         if (!left.isNumber() || !right.isNumber())
         {
             failOperands(expr.line, op);
@@ -211,6 +392,10 @@ Value LuaVM::Impl::evaluateBinary(const BinaryExpr& expr, Environment* environme
         return Value(left.asFloat() / divisor); // always a float, never normalised
     }
     case TokenKind::Percent:
+        if (left.isInteger() && right.isInteger() && right.integer() > 0)
+        {
+            return Value(static_cast<long long>(left.integer() % right.integer())); // truncating, like the kernel
+        }
         if (!left.isNumber() || !right.isNumber())
         {
             failOperands(expr.line, op);
@@ -221,12 +406,37 @@ Value LuaVM::Impl::evaluateBinary(const BinaryExpr& expr, Environment* environme
         }
         return moduloNumbers(left, right);
     case TokenKind::DotDot: return concatenate(left, right);
-    case TokenKind::Equal: return Value(valuesEqual(left, right));
+    case TokenKind::Equal:
+        if (left.isInteger() && right.isInteger())
+        {
+            return Value(left.integer() == right.integer());
+        }
+        return Value(valuesEqual(left, right));
     case TokenKind::NotEqual: return Value(!valuesEqual(left, right));
     case TokenKind::Less:
+        if (left.isInteger() && right.isInteger())
+        {
+            return Value(left.integer() < right.integer());
+        }
+        return compareValues(left, right, op, expr.line);
     case TokenKind::LessEqual:
+        if (left.isInteger() && right.isInteger())
+        {
+            return Value(left.integer() <= right.integer());
+        }
+        return compareValues(left, right, op, expr.line);
     case TokenKind::Greater:
-    case TokenKind::GreaterEqual: return compareValues(left, right, op, expr.line);
+        if (left.isInteger() && right.isInteger())
+        {
+            return Value(left.integer() > right.integer());
+        }
+        return compareValues(left, right, op, expr.line);
+    case TokenKind::GreaterEqual:
+        if (left.isInteger() && right.isInteger())
+        {
+            return Value(left.integer() >= right.integer());
+        }
+        return compareValues(left, right, op, expr.line);
     default: failRuntime(expr.line, "unsupported expression");
     }
 }

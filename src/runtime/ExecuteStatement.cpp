@@ -20,51 +20,74 @@ ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environmen
     return ExecStatus::Normal;
 }
 
+// One dispatch and a tail call per statement: the cases live in their own functions so that this one
+// stays small and cheap to enter.
 ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* environment)
 {
     switch (statement.kind)
     {
-    case StmtKind::Expression:
-    {
-        const Expr& expression = *static_cast<const ExpressionStmt&>(statement).expression;
-        if (expression.kind == ExprKind::Call)
-        {
-            callExpression(static_cast<const CallExpr&>(expression), environment);
-        }
-        else
-        {
-            evaluateExpression(expression, environment);
-        }
-        return ExecStatus::Normal;
-    }
+    case StmtKind::Expression: return executeExpressionStatement(static_cast<const ExpressionStmt&>(statement), environment);
     case StmtKind::Assignment: return executeAssignment(static_cast<const AssignmentStmt&>(statement), environment);
     case StmtKind::FunctionDeclaration:
-    {
-        const auto& declaration = static_cast<const FunctionDeclarationStmt&>(statement);
-        std::string name = declaration.target.name.empty() ? "<function>" : declaration.target.name;
-        assignTarget(declaration.target, makeScriptFunction(std::move(name), *declaration.function, environment),
-                     environment);
-        return ExecStatus::Normal;
-    }
+        return executeFunctionDeclaration(static_cast<const FunctionDeclarationStmt&>(statement), environment);
     case StmtKind::If: return executeIf(static_cast<const IfStmt&>(statement), environment);
     case StmtKind::While: return executeWhile(static_cast<const WhileStmt&>(statement), environment);
     case StmtKind::NumericFor: return executeNumericFor(static_cast<const NumericForStmt&>(statement), environment);
     case StmtKind::GenericFor: return executeGenericFor(static_cast<const GenericForStmt&>(statement), environment);
-    case StmtKind::Return:
-        pendingReturn = evaluateExpressionList(static_cast<const ReturnStmt&>(statement).values, environment);
-        return ExecStatus::Return;
+    case StmtKind::Return: return executeReturn(static_cast<const ReturnStmt&>(statement), environment);
     case StmtKind::Break: pendingBreakLine = statement.line; return ExecStatus::Break;
     }
     failRuntime(statement.line, "unsupported statement");
 }
 
-ExecStatus LuaVM::Impl::executeAssignment(const AssignmentStmt& statement, Environment* environment)
+[[gnu::noinline]] ExecStatus LuaVM::Impl::executeExpressionStatement(const ExpressionStmt& statement,
+                                                                     Environment* environment)
+{
+    const Expr& expression = *statement.expression;
+    if (expression.kind == ExprKind::Call)
+    {
+        callExpression(static_cast<const CallExpr&>(expression), environment);
+    }
+    else
+    {
+        evaluateExpression(expression, environment);
+    }
+    return ExecStatus::Normal;
+}
+
+[[gnu::noinline]] ExecStatus LuaVM::Impl::executeFunctionDeclaration(const FunctionDeclarationStmt& declaration,
+                                                                     Environment* environment)
+{
+    std::string name = declaration.target.name.empty() ? "<function>" : declaration.target.name;
+    assignTarget(declaration.target, makeScriptFunction(std::move(name), *declaration.function, environment),
+                 environment);
+    return ExecStatus::Normal;
+}
+
+[[gnu::noinline]] ExecStatus LuaVM::Impl::executeReturn(const ReturnStmt& statement, Environment* environment)
+{
+    pendingReturn = evaluateExpressionList(statement.values, environment);
+    return ExecStatus::Return;
+}
+
+[[gnu::noinline]] ExecStatus LuaVM::Impl::executeAssignment(const AssignmentStmt& statement, Environment* environment)
 {
     const auto& targets = statement.targets;
     const auto& values = statement.values;
     if (targets.size() == 1 && values.size() == 1)
     {
-        assignTarget(targets[0], evaluateExpression(*values[0], environment), environment);
+        const AssignTarget& target = targets[0];
+        Value value = evaluateExpression(*values[0], environment);
+        if (target.kind == AssignTarget::Kind::Name && target.depth >= 0) // a local: no table, no global
+        {
+            Environment* scope = resolveLocalEnvironment(environment, target.depth);
+            if (scope && target.slot < scope->slotCount())
+            {
+                scope->slots[target.slot] = std::move(value);
+            }
+            return ExecStatus::Normal;
+        }
+        assignTarget(target, std::move(value), environment);
         return ExecStatus::Normal;
     }
     // Every expression is evaluated before the first store.
@@ -104,7 +127,7 @@ ExecStatus LuaVM::Impl::executeLoopBody(const StmtList& body, Environment* envir
     }
 }
 
-ExecStatus LuaVM::Impl::executeIf(const IfStmt& statement, Environment* environment)
+[[gnu::noinline]] ExecStatus LuaVM::Impl::executeIf(const IfStmt& statement, Environment* environment)
 {
     for (const IfStmt::Branch& branch : statement.branches)
     {
@@ -164,7 +187,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
 
 } // namespace
 
-ExecStatus LuaVM::Impl::executeWhile(const WhileStmt& statement, Environment* environment)
+[[gnu::noinline]] ExecStatus LuaVM::Impl::executeWhile(const WhileStmt& statement, Environment* environment)
 {
     LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment);
     while (evaluateExpression(*statement.condition, environment).isTruthy())
@@ -182,7 +205,7 @@ ExecStatus LuaVM::Impl::executeWhile(const WhileStmt& statement, Environment* en
     return ExecStatus::Normal;
 }
 
-ExecStatus LuaVM::Impl::executeNumericFor(const NumericForStmt& statement, Environment* environment)
+[[gnu::noinline]] ExecStatus LuaVM::Impl::executeNumericFor(const NumericForStmt& statement, Environment* environment)
 {
     const Value start = evaluateExpression(*statement.start, environment);
     const Value limit = evaluateExpression(*statement.limit, environment);
@@ -243,7 +266,7 @@ ExecStatus LuaVM::Impl::executeNumericFor(const NumericForStmt& statement, Envir
     return ExecStatus::Normal;
 }
 
-ExecStatus LuaVM::Impl::executeGenericFor(const GenericForStmt& statement, Environment* environment)
+[[gnu::noinline]] ExecStatus LuaVM::Impl::executeGenericFor(const GenericForStmt& statement, Environment* environment)
 {
     const MultiValue iterators = evaluateExpressionList(statement.iterators, environment);
     if (iterators.empty() || iterators[0].kind() != ValueKind::Iterator)

@@ -48,7 +48,17 @@ public:
     // ---- Evaluator ----
     ExecStatus executeStatements(const StmtList& statements, Environment* environment);
     ExecStatus executeStatement(const Stmt& statement, Environment* environment);
-    Value evaluateExpression(const Expr& expr, Environment* environment);
+    Value evaluateExpression(const Expr& expr, Environment* environment)
+    {
+        ExprEvaluator evaluate = expr.evaluate;
+        if (!evaluate) [[unlikely]]
+        {
+            evaluate = expr.evaluate = selectEvaluator(expr);
+        }
+        return evaluate(*this, expr, environment);
+    }
+    // The evaluation function for a node's shape: specialised for locals, constants and operators.
+    static ExprEvaluator selectEvaluator(const Expr& expr) noexcept;
     MultiValue evaluateExpressionMulti(const Expr& expr, Environment* environment, bool wantAll);
     MultiValue evaluateExpressionList(const std::vector<ExprPtr>& exprs, Environment* environment);
     void assignTarget(const AssignTarget& target, Value value, Environment* environment);
@@ -60,8 +70,23 @@ public:
     MultiValue callHandle(LuaFunctionHandle* handle, ValueSpan arguments, std::uint32_t line);
     Value makeScriptFunction(std::string name, const FunctionExpr& function, Environment* current);
 
-    static Environment* resolveLocalEnvironment(Environment* environment, std::int32_t depth) noexcept;
-    static void clearEnvironmentSlots(Environment* environment) noexcept;
+    // Follows `depth` parent links; null when the chain ends early.
+    static Environment* resolveLocalEnvironment(Environment* environment, std::int32_t depth) noexcept
+    {
+        while (depth > 0 && environment)
+        {
+            environment = environment->parent();
+            --depth;
+        }
+        return environment;
+    }
+    static void clearEnvironmentSlots(Environment* environment) noexcept
+    {
+        if (environment)
+        {
+            environment->slots.fillNil();
+        }
+    }
 
     // ---- Library binding and argument checks ----
     void bindDefaults();
@@ -94,8 +119,13 @@ public:
     const char* stackLimit = nullptr; // frames below this address stop with "stack overflow"
     std::size_t stringLibrarySlot = 0;
 
-private:
+    // Operators on evaluated operands (everything but and/or), with every type check and message.
+    Value binaryOperation(const BinaryExpr& expr, const Value& left, const Value& right);
+
+    ExecStatus executeExpressionStatement(const ExpressionStmt& statement, Environment* environment);
     ExecStatus executeAssignment(const AssignmentStmt& statement, Environment* environment);
+    ExecStatus executeFunctionDeclaration(const FunctionDeclarationStmt& statement, Environment* environment);
+    ExecStatus executeReturn(const ReturnStmt& statement, Environment* environment);
     ExecStatus executeIf(const IfStmt& statement, Environment* environment);
     ExecStatus executeWhile(const WhileStmt& statement, Environment* environment);
     ExecStatus executeNumericFor(const NumericForStmt& statement, Environment* environment);

@@ -6,12 +6,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <new>
 #include <vector>
 
 namespace velmar::lua
 {
 
-// Keeps up to N values inline and spills to a heap vector on the first overflow, for good.
+// Keeps up to N values inline and spills to a heap vector on the first overflow, for good. Inline
+// slots are constructed only when used, so an empty store costs almost nothing to make and drop.
 template <std::size_t N> class SmallValueStore
 {
 public:
@@ -21,6 +23,10 @@ public:
     {
         if (count <= N)
         {
+            for (std::size_t i = 0; i < count; ++i)
+            {
+                new (slot(i)) Value();
+            }
             count_ = count;
         }
         else
@@ -36,23 +42,20 @@ public:
             push(value);
         }
     }
-    SmallValueStore(const SmallValueStore& other) : heap_(other.heap_), count_(other.count_), spilled_(other.spilled_)
+    SmallValueStore(const SmallValueStore& other) : heap_(other.heap_), spilled_(other.spilled_)
     {
-        for (std::size_t i = 0; i < count_; ++i)
+        for (std::size_t i = 0; i < other.count_; ++i)
         {
-            inline_[i] = other.inline_[i];
+            new (slot(i)) Value(*other.slot(i));
         }
+        count_ = other.count_;
     }
-    SmallValueStore(SmallValueStore&& other) noexcept
-        : heap_(std::move(other.heap_)), count_(other.count_), spilled_(other.spilled_)
+    SmallValueStore(SmallValueStore&& other) noexcept : heap_(std::move(other.heap_)), spilled_(other.spilled_)
     {
-        for (std::size_t i = 0; i < count_; ++i)
-        {
-            inline_[i] = std::move(other.inline_[i]);
-        }
-        other.count_ = 0;
-        other.spilled_ = false;
+        takeInline(other);
     }
+    ~SmallValueStore() { destroyInline(); }
+
     SmallValueStore& operator=(const SmallValueStore& other)
     {
         if (this != &other)
@@ -66,16 +69,10 @@ public:
     {
         if (this != &other)
         {
-            clear();
+            destroyInline();
             heap_ = std::move(other.heap_);
-            count_ = other.count_;
             spilled_ = other.spilled_;
-            for (std::size_t i = 0; i < count_; ++i)
-            {
-                inline_[i] = std::move(other.inline_[i]);
-            }
-            other.count_ = 0;
-            other.spilled_ = false;
+            takeInline(other);
         }
         return *this;
     }
@@ -86,7 +83,8 @@ public:
         {
             if (count_ < N)
             {
-                inline_[count_++] = std::move(value);
+                new (slot(count_)) Value(std::move(value));
+                ++count_;
                 return;
             }
             spill();
@@ -97,8 +95,8 @@ public:
     std::size_t size() const noexcept { return spilled_ ? heap_.size() : count_; }
     bool empty() const noexcept { return size() == 0; }
     bool spilled() const noexcept { return spilled_; }
-    Value* data() noexcept { return spilled_ ? heap_.data() : inline_; }
-    const Value* data() const noexcept { return spilled_ ? heap_.data() : inline_; }
+    Value* data() noexcept { return spilled_ ? heap_.data() : slot(0); }
+    const Value* data() const noexcept { return spilled_ ? heap_.data() : slot(0); }
     Value& operator[](std::size_t index) noexcept { return data()[index]; }
     const Value& operator[](std::size_t index) const noexcept { return data()[index]; }
     Value* begin() noexcept { return data(); }
@@ -110,11 +108,7 @@ public:
     // Empties the list but keeps the storage mode, so a spilled store stays on the heap.
     void clear() noexcept
     {
-        for (std::size_t i = 0; i < count_; ++i)
-        {
-            inline_[i] = Value();
-        }
-        count_ = 0;
+        destroyInline();
         heap_.clear();
     }
     // Sets every value to nil without changing the count.
@@ -127,18 +121,41 @@ public:
     }
 
 private:
-    void spill()
+    Value* slot(std::size_t index) noexcept { return reinterpret_cast<Value*>(storage_) + index; }
+    const Value* slot(std::size_t index) const noexcept { return reinterpret_cast<const Value*>(storage_) + index; }
+
+    void destroyInline() noexcept
     {
-        spilled_ = true;
-        heap_.reserve(count_ < 4 ? 4 : count_ * 2);
         for (std::size_t i = 0; i < count_; ++i)
         {
-            heap_.push_back(std::move(inline_[i]));
+            slot(i)->~Value();
         }
         count_ = 0;
     }
+    // Moves the other store's inline values here; this store's inline part must be empty.
+    void takeInline(SmallValueStore& other) noexcept
+    {
+        for (std::size_t i = 0; i < other.count_; ++i)
+        {
+            new (slot(i)) Value(std::move(*other.slot(i)));
+            other.slot(i)->~Value();
+        }
+        count_ = other.count_;
+        other.count_ = 0;
+        other.spilled_ = false;
+    }
+    void spill()
+    {
+        heap_.reserve(count_ < 4 ? 4 : count_ * 2);
+        for (std::size_t i = 0; i < count_; ++i)
+        {
+            heap_.push_back(std::move(*slot(i)));
+        }
+        destroyInline();
+        spilled_ = true;
+    }
 
-    Value inline_[N];
+    alignas(Value) unsigned char storage_[N * sizeof(Value)];
     std::vector<Value> heap_;
     std::size_t count_ = 0;
     bool spilled_ = false;

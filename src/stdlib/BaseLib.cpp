@@ -107,7 +107,7 @@ MultiValue luaPcall(LuaVM& vm, ValueSpan args, unsigned line)
     }
     catch (const zq::exception& error)
     {
-        failure = MultiValue{Value(false), Value(error.what())};
+        failure = MultiValue{Value(false), Value(error.message())};
     }
     catch (...)
     {

@@ -7,7 +7,7 @@
 namespace zq
 {
 
-// Base of the family; what() carries the whole message.
+// Base of the family; what() carries the message, message() the same bytes including any NUL.
 class exception : public std::exception
 {
 public:
