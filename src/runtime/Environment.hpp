@@ -23,7 +23,7 @@ public:
     }
 
     static Ref<Environment> makeShared(std::size_t slotCount) { return Ref<Environment>(new Environment(slotCount, true)); }
-    static void destroy(Environment* environment) noexcept { delete environment; }
+    static void destroy(Environment* environment) noexcept { destroyRefObject(RefKind::Environment, environment); }
 
     // A shared environment holds a counted reference to its parent, so it can only link to a shared
     // parent (a closure may outlive the call); a plain local one just points at whatever encloses it.
@@ -58,7 +58,7 @@ inline void Environment::releaseParent() noexcept
 {
     if (--parent_->refCount == 0)
     {
-        destroy(parent_);
+        destroy(parent_); // deferred: a long chain of environments is freed by a loop
     }
 }
 

@@ -26,7 +26,7 @@ public:
         Native,
     };
 
-    static void destroy(LuaFunctionHandle* handle) noexcept { delete handle; }
+    static void destroy(LuaFunctionHandle* handle) noexcept { destroyRefObject(RefKind::Function, handle); }
 
     Kind kind = Kind::Script;
     std::string name;

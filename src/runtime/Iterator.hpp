@@ -19,7 +19,7 @@ public:
         IPairs // indices 1..length fixed at the call
     };
 
-    static void destroy(IteratorState* state) noexcept { delete state; }
+    static void destroy(IteratorState* state) noexcept { destroyRefObject(RefKind::Iterator, state); }
 
     Kind kind = Kind::List;
     std::vector<MultiValue> items;

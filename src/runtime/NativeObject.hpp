@@ -23,7 +23,7 @@ public:
         Stream,
     };
 
-    static void destroy(NativeObject* object) noexcept { delete object; }
+    static void destroy(NativeObject* object) noexcept { destroyRefObject(RefKind::UserData, object); }
 
     Kind kind = Kind::File;
     std::shared_ptr<zq::fstream> file; // closed and released with the last reference

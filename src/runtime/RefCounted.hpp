@@ -14,6 +14,22 @@ struct RefObject
     std::uint32_t refCount = 0;
 };
 
+// What a counted object is, so that it can be destroyed without knowing its static type.
+enum class RefKind : std::uint8_t
+{
+    String,
+    Table,
+    Function,
+    UserData,
+    Iterator,
+    Environment,
+};
+
+// Destroys an object whose count reached zero. Objects that hold other objects (tables, closures,
+// environments) are destroyed by a loop at the outermost call instead of by recursion, so releasing a
+// million-long chain of tables or closures never exhausts the stack.
+void destroyRefObject(RefKind kind, RefObject* object) noexcept;
+
 // Owning pointer to a RefObject subclass T; T must provide a static destroy(T*) that frees it.
 template <typename T> class Ref
 {

@@ -93,7 +93,7 @@ bool HashPart::erase(const TableKey& key, std::uint64_t hash)
 
 void Table::destroy(Table* table) noexcept
 {
-    delete table;
+    destroyRefObject(RefKind::Table, table);
 }
 
 bool tryMakeKeyFromValue(const Value& value, TableKey& out)

@@ -67,15 +67,73 @@ void Value::destroyObject(ValueKind kind, RefObject* object) noexcept
     switch (kind)
     {
     case ValueKind::String: LuaString::destroy(static_cast<LuaString*>(object)); return;
-    case ValueKind::Table: Table::destroy(static_cast<Table*>(object)); return;
-    case ValueKind::Function: LuaFunctionHandle::destroy(static_cast<LuaFunctionHandle*>(object)); return;
-    case ValueKind::UserData: NativeObject::destroy(static_cast<NativeObject*>(object)); return;
-    case ValueKind::Iterator: IteratorState::destroy(static_cast<IteratorState*>(object)); return;
+    case ValueKind::Table: destroyRefObject(RefKind::Table, object); return;
+    case ValueKind::Function: destroyRefObject(RefKind::Function, object); return;
+    case ValueKind::UserData: destroyRefObject(RefKind::UserData, object); return;
+    case ValueKind::Iterator: destroyRefObject(RefKind::Iterator, object); return;
     case ValueKind::Nil:
     case ValueKind::Integer:
     case ValueKind::Float:
     case ValueKind::Boolean: return;
     }
+}
+
+namespace
+{
+
+struct DoomedObject
+{
+    RefKind kind;
+    RefObject* object;
+};
+
+thread_local std::vector<DoomedObject> gDoomedObjects;
+thread_local bool gDestroyingObjects = false;
+
+void destroyNow(RefKind kind, RefObject* object) noexcept
+{
+    switch (kind)
+    {
+    case RefKind::String: LuaString::destroy(static_cast<LuaString*>(object)); return;
+    case RefKind::Table: delete static_cast<Table*>(object); return;
+    case RefKind::Function: delete static_cast<LuaFunctionHandle*>(object); return;
+    case RefKind::UserData: delete static_cast<NativeObject*>(object); return;
+    case RefKind::Iterator: delete static_cast<IteratorState*>(object); return;
+    case RefKind::Environment: delete static_cast<Environment*>(object); return;
+    }
+}
+
+} // namespace
+
+void destroyRefObject(RefKind kind, RefObject* object) noexcept
+{
+    if (kind == RefKind::String)
+    {
+        destroyNow(kind, object); // holds nothing else: no recursion to avoid
+        return;
+    }
+    if (gDestroyingObjects)
+    {
+        try
+        {
+            gDoomedObjects.push_back(DoomedObject{kind, object}); // freed by the loop below
+            return;
+        }
+        catch (...)
+        {
+            destroyNow(kind, object); // no room for the worklist: destroy it here instead
+            return;
+        }
+    }
+    gDestroyingObjects = true;
+    destroyNow(kind, object);
+    while (!gDoomedObjects.empty())
+    {
+        const DoomedObject next = gDoomedObjects.back();
+        gDoomedObjects.pop_back();
+        destroyNow(next.kind, next.object);
+    }
+    gDestroyingObjects = false;
 }
 
 double Value::asFloat() const
