@@ -2,7 +2,10 @@
 #include <velmar/lua/HostInterface.hpp>
 #include <velmar/lua/LuaVM.hpp>
 
+#include <csignal>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -18,12 +21,27 @@ using velmar::lua::LuaResult;
 using velmar::lua::LuaValue;
 using velmar::lua::LuaVM;
 
-constexpr const char* kUsage = "usage: velmarlua [FILE [ARGS...]]   run FILE (a script or a container) with arg set\n"
+constexpr const char* kUsage = "usage: velmarlua [--step-limit N] [FILE [ARGS...] | -e CODE]\n"
+                               "       velmarlua [FILE [ARGS...]]     run FILE (a script or a container) with arg set\n"
                                "       velmarlua -e CODE              run CODE\n"
                                "       velmarlua -c SOURCE OUT        check SOURCE and write its container to OUT\n"
                                "       velmarlua -v                   show the version\n"
                                "       velmarlua -h                   show this help\n"
-                               "       velmarlua                      interactive prompt (runs index.lua first if present)\n";
+                               "       velmarlua                      interactive prompt (runs index.lua first if present)\n"
+                               "       --step-limit N                 fail a run after N statements, calls and loop steps\n";
+
+std::uint64_t gStepLimit = 0;
+
+// The interpreter a Ctrl-C at the prompt stops; the prompt itself goes on.
+LuaVM* gPromptVm = nullptr;
+
+extern "C" void interruptPromptRun(int)
+{
+    if (gPromptVm)
+    {
+        gPromptVm->interrupt(); // a lock-free atomic store: safe in a signal handler
+    }
+}
 
 void reportError(const std::string& message)
 {
@@ -67,6 +85,7 @@ bool startsWithContainerMagic(const std::string& path)
 int runFile(const std::vector<std::string>& args)
 {
     LuaVM vm;
+    vm.setStepLimit(gStepLimit);
     LuaMap arg;
     for (std::size_t i = 0; i < args.size(); ++i)
     {
@@ -112,6 +131,13 @@ bool isExpression(LuaVM& vm, const std::string& line)
 int runPrompt()
 {
     LuaVM vm;
+    vm.setStepLimit(gStepLimit);
+    gPromptVm = &vm;
+    struct sigaction action = {};
+    action.sa_handler = interruptPromptRun;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGINT, &action, nullptr);
     bool exitRequested = false;
     int exitStatus = 0;
     auto noteExit = [&](const LuaResult& result) {
@@ -162,6 +188,7 @@ int runPrompt()
         }
     }
     zq_lua_flush_output();
+    gPromptVm = nullptr;
     return exitStatus;
 }
 
@@ -170,6 +197,17 @@ int runPrompt()
 int main(int argc, char** argv)
 {
     std::vector<std::string> args(argv + 1, argv + argc);
+    if (args.size() >= 2 && args[0] == "--step-limit")
+    {
+        char* end = nullptr;
+        gStepLimit = std::strtoull(args[1].c_str(), &end, 10);
+        if (args[1].empty() || *end != '\0')
+        {
+            std::fputs(kUsage, stderr);
+            return 1;
+        }
+        args.erase(args.begin(), args.begin() + 2);
+    }
     int status = 0;
     if (args.empty())
     {
@@ -191,6 +229,7 @@ int main(int argc, char** argv)
             return 1;
         }
         LuaVM vm;
+        vm.setStepLimit(gStepLimit);
         status = statusOf(vm.runScriptString(args[1], "(command line)"));
     }
     else if (args[0] == "-c")

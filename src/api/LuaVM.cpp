@@ -25,6 +25,25 @@ LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::str
     exitCode = -1;
     zq::initStackLimit();
     stackLimit = zq::gStackLimit;
+    const bool nested = running; // a run started by a host function shares the outer run's budget
+    if (!nested)
+    {
+        stepsLeft = stepLimit == 0 ? ~0ULL : stepLimit + 1;
+        interruptRequested.store(false, std::memory_order_relaxed);
+    }
+    struct RunFlag
+    {
+        Impl& vm;
+        bool nested;
+        ~RunFlag()
+        {
+            if (!nested)
+            {
+                vm.running = false;
+            }
+        }
+    } runFlag{*this, nested};
+    running = true;
     try
     {
         MultiValue result;
@@ -59,6 +78,14 @@ LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::str
     catch (const ProtectedRuntimeError& error)
     {
         return makeFailure(error, chunkName);
+    }
+    catch (const RunAborted& aborted)
+    {
+        // A nested run reports its own failure; the budget stays spent (and the interrupt set), so the
+        // outer run stops at its own next step, under its own chunk name and line.
+        LuaResult result;
+        result.error = chunkName + ":" + std::to_string(aborted.line) + ": " + aborted.message;
+        return result;
     }
     catch (const zq::exception& error)
     {
@@ -217,6 +244,16 @@ bool LuaVM::getGlobal(const std::string& name, LuaValue& out) const
 LuaResult LuaVM::runScriptString(const std::string& source, const std::string& chunkName)
 {
     return impl_->runScriptString(source, chunkName);
+}
+
+void LuaVM::setStepLimit(std::uint64_t steps)
+{
+    impl_->stepLimit = steps;
+}
+
+void LuaVM::interrupt() noexcept
+{
+    impl_->interruptRequested.store(true, std::memory_order_relaxed);
 }
 
 std::string LuaVM::valueToString(const LuaValue& value)

@@ -29,6 +29,16 @@ Value LuaVM::Impl::makeScriptFunction(std::string name, const FunctionExpr& func
     return Value(std::move(handle));
 }
 
+void LuaVM::Impl::abortRun(std::uint32_t line)
+{
+    if (interruptRequested.load(std::memory_order_relaxed))
+    {
+        throw RunAborted{"interrupted", line};
+    }
+    stepsLeft = 1; // stays exhausted until the run ends
+    throw RunAborted{"step limit exceeded", line};
+}
+
 MultiValue LuaVM::Impl::callValue(const Value& callee, ValueSpan arguments, std::uint32_t line)
 {
     if (!callee.isFunction())
@@ -100,6 +110,7 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
         failRuntime(line, "attempt to call an empty function");
     }
     guardStack(line);
+    countStep(line);
     try
     {
         if (handle->kind == LuaFunctionHandle::Kind::Native)

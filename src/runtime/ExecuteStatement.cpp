@@ -24,6 +24,7 @@ ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environmen
 // stays small and cheap to enter.
 ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* environment)
 {
+    countStep(statement.line);
     switch (statement.kind)
     {
     case StmtKind::Expression: return executeExpressionStatement(static_cast<const ExpressionStmt&>(statement), environment);
@@ -115,8 +116,9 @@ ExecStatus LuaVM::Impl::executeBlock(const StmtList& body, std::size_t slotCount
 }
 
 // Runs one loop iteration's body; a break that escaped a called function's body ends this loop too.
-ExecStatus LuaVM::Impl::executeLoopBody(const StmtList& body, Environment* environment)
+ExecStatus LuaVM::Impl::executeLoopBody(const StmtList& body, Environment* environment, std::uint32_t line)
 {
+    countStep(line); // an empty body still spends a step per iteration
     try
     {
         return executeStatements(body, environment);
@@ -192,7 +194,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment);
     while (evaluateExpression(*statement.condition, environment).isTruthy())
     {
-        const ExecStatus status = executeLoopBody(statement.body, loop.next());
+        const ExecStatus status = executeLoopBody(statement.body, loop.next(), statement.line);
         if (status == ExecStatus::Break)
         {
             break;
@@ -227,7 +229,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
         {
             Environment* body = loop.next();
             storeSlot(body, statement.variableSlot, Value(static_cast<long long>(current)));
-            const ExecStatus status = executeLoopBody(statement.body, body);
+            const ExecStatus status = executeLoopBody(statement.body, body, statement.line);
             if (status == ExecStatus::Break)
             {
                 break;
@@ -253,7 +255,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     {
         Environment* body = loop.next();
         storeSlot(body, statement.variableSlot, numericResult(current));
-        const ExecStatus status = executeLoopBody(statement.body, body);
+        const ExecStatus status = executeLoopBody(statement.body, body, statement.line);
         if (status == ExecStatus::Break)
         {
             break;
@@ -284,7 +286,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
         {
             storeSlot(body, statement.variableSlots[i], i < item.size() ? std::move(item[i]) : Value());
         }
-        const ExecStatus status = executeLoopBody(statement.body, body);
+        const ExecStatus status = executeLoopBody(statement.body, body, statement.line);
         if (status == ExecStatus::Break)
         {
             break;

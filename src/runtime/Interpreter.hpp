@@ -11,6 +11,7 @@
 #include "runtime/Table.hpp"
 #include "velmar/lua/LuaVM.hpp"
 
+#include <atomic>
 #include <limits>
 #include <string>
 
@@ -118,6 +119,10 @@ public:
     std::uint32_t pendingBreakLine = 0; // line of the break statement being unwound
     const char* stackLimit = nullptr; // frames below this address stop with "stack overflow"
     std::size_t stringLibrarySlot = 0;
+    std::uint64_t stepLimit = 0;                           // 0: unbounded
+    std::uint64_t stepsLeft = ~0ULL;                       // counts down during a run
+    std::atomic<bool> interruptRequested{false};
+    bool running = false; // a run is in progress (nested runs from host functions share its limits)
 
     // Operators on evaluated operands (everything but and/or), with every type check and message.
     Value binaryOperation(const BinaryExpr& expr, const Value& left, const Value& right);
@@ -131,7 +136,7 @@ public:
     ExecStatus executeNumericFor(const NumericForStmt& statement, Environment* environment);
     ExecStatus executeGenericFor(const GenericForStmt& statement, Environment* environment);
     ExecStatus executeBlock(const StmtList& body, std::size_t slotCount, bool noFunctions, Environment* environment);
-    ExecStatus executeLoopBody(const StmtList& body, Environment* environment);
+    ExecStatus executeLoopBody(const StmtList& body, Environment* environment, std::uint32_t line);
     MultiValue runFunctionBody(const FunctionExpr& function, Environment* environment);
 
     Value evaluateUnary(const UnaryExpr& expr, Environment* environment);
@@ -140,6 +145,16 @@ public:
     Value evaluateField(const FieldExpr& expr, Environment* environment);
     Value evaluateIndex(const IndexExpr& expr, Environment* environment);
     void collectArguments(const std::vector<ExprPtr>& arguments, Environment* environment, SmallValueStore<6>& out);
+
+    // One unit of work (statement, call or loop iteration) against the step limit and interrupts.
+    void countStep(std::uint32_t line)
+    {
+        if (--stepsLeft == 0 || interruptRequested.load(std::memory_order_relaxed)) [[unlikely]]
+        {
+            abortRun(line);
+        }
+    }
+    [[noreturn]] void abortRun(std::uint32_t line);
 
     void guardStack(std::uint32_t line) const
     {

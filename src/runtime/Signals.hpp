@@ -36,6 +36,14 @@ struct ExitSignal
     std::int32_t code = 0;
 };
 
+// Ends a run from outside the script's control (step limit, interrupt): outside the library's error
+// family, so pcall lets it through; the facade reports it like a script error.
+struct RunAborted
+{
+    std::string message;
+    std::uint32_t line = 0;
+};
+
 // A break that left the function whose body it ended; the caller's innermost loop ends too.
 struct BreakSignal
 {

@@ -13,6 +13,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 namespace
 {
@@ -336,6 +337,48 @@ TEST(LuaVMTest, DeepNestingIsASyntaxErrorNotACrash)
         onThread = run(small, "x = " + std::string(100000, '{') + std::string(100000, '}'));
     });
     EXPECT_NE(onThread.error.find("nesting too deep"), std::string::npos) << onThread.error;
+}
+
+// ---- Bounded runs ----
+
+TEST(LuaVMLimitTest, StepLimitFailsARunThatPcallCannotSave)
+{
+    LuaVM vm;
+    vm.setStepLimit(1000);
+    EXPECT_EQ(run(vm, "local n = 0\nwhile true do n = n + 1 end").error, "main.lua:2: step limit exceeded");
+    EXPECT_EQ(run(vm, "\nwhile true do end").error, "main.lua:2: step limit exceeded"); // empty bodies count too
+    EXPECT_EQ(run(vm, "local function f() return f() end\nprint(pcall(f))\nreturn 'not reached'").error,
+              "main.lua:1: step limit exceeded");
+    EXPECT_EQ(run(vm, "local s = 0 for i = 1, 100 do s = s + i end return s").value.asInteger(), 5050);
+    vm.setStepLimit(0);
+    EXPECT_EQ(run(vm, "local s = 0 for i = 1, 100000 do s = s + 1 end return s").value.asInteger(), 100000);
+}
+
+TEST(LuaVMLimitTest, StepLimitCoversRunsStartedByHostFunctions)
+{
+    LuaVM vm;
+    std::string innerError;
+    vm.bindFunction("nested", [&innerError](LuaVM& self, const std::vector<LuaValue>&) {
+        innerError = self.runScriptString("while true do end", "inner").error;
+        return LuaValue();
+    });
+    vm.setStepLimit(500);
+    // The inner run fails on its own; the outer one stops at its next step.
+    EXPECT_EQ(run(vm, "nested()\nreturn 1").error, "main.lua:2: step limit exceeded");
+    EXPECT_EQ(innerError, "inner:1: step limit exceeded");
+    EXPECT_EQ(run(vm, "return 2").value.asInteger(), 2);
+}
+
+TEST(LuaVMLimitTest, InterruptFromAnotherThreadStopsTheRun)
+{
+    LuaVM vm;
+    vm.bindFunction("ready", [](LuaVM& self, const std::vector<LuaValue>&) {
+        std::thread([&self] { self.interrupt(); }).detach(); // interrupts while the loop below spins
+        return LuaValue();
+    });
+    EXPECT_EQ(run(vm, "ready()\nlocal ok = pcall(function() while true do end end)\nreturn ok").error,
+              "main.lua:2: interrupted");
+    EXPECT_EQ(run(vm, "return 'usable'").value.asString(), "usable"); // a new run starts uninterrupted
 }
 
 // ---- Containers and files ----

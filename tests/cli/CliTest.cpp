@@ -128,6 +128,15 @@ TEST_F(CliTest, CompilesAContainerAndRunsIt)
     EXPECT_FALSE(fs::exists("broken.vlbc"));
 }
 
+TEST_F(CliTest, StepLimitEndsRunawayScripts)
+{
+    const Outcome outcome = run("--step-limit 5000 -e 'print(\"start\")\nwhile true do end'");
+    EXPECT_EQ(outcome.out, "start\n");
+    EXPECT_EQ(outcome.err, "(command line):2: step limit exceeded\n");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(run("--step-limit x -e 'print(1)'").status, 1);
+}
+
 TEST_F(CliTest, VersionAndHelp)
 {
     EXPECT_EQ(run("-v").out, "VelmarLua 0.2\n");

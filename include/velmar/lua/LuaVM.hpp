@@ -73,6 +73,14 @@ public:
 
     static std::string valueToString(const LuaValue& value);
 
+    // Bounds every later run: one that executes more than `steps` statements, calls and loop
+    // iterations fails with "step limit exceeded" at the current line. 0 (the default) means no limit.
+    // pcall cannot catch it, and the interpreter stays usable.
+    void setStepLimit(std::uint64_t steps);
+    // Callable from any thread while a run is in progress: the run fails with "interrupted" at its
+    // next statement, call or loop iteration (pcall cannot catch it). Each run starts uninterrupted.
+    void interrupt() noexcept;
+
     class Impl;
 
 private:
