@@ -60,14 +60,14 @@ std::string sanitizeErrorFormat(const char* format)
             safe.push_back(*p);
             continue;
         }
-        const char* spec = p + 1;
-        if (*spec == '%')
+        const char* conversion = p + 1;
+        if (*conversion == '%')
         {
             safe += "%%";
-            p = spec;
+            p = conversion;
             continue;
         }
-        const char* end = spec + std::strspn(spec, "-+ #0123456789.");
+        const char* end = conversion + std::strspn(conversion, "-+ #0123456789.");
         if (*end == 's' && !usedText)
         {
             safe.append(p, end + 1);
