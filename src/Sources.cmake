@@ -31,6 +31,7 @@ set(VELMAR_LUA_RUNTIME_SOURCES
     ${VELMAR_LUA_SRC}/runtime/EvaluateExpression.cpp
     ${VELMAR_LUA_SRC}/runtime/ExecuteStatement.cpp
     ${VELMAR_LUA_SRC}/runtime/Iterator.cpp
+    ${VELMAR_LUA_SRC}/runtime/ScopeElision.cpp
     ${VELMAR_LUA_SRC}/runtime/Table.cpp
     ${VELMAR_LUA_SRC}/runtime/Value.cpp
 )

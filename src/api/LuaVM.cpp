@@ -17,7 +17,9 @@ LuaVM::Impl::Impl(LuaVM* owner) : owner(owner)
 
 ParsedChunk LuaVM::Impl::parseScript(std::string_view source, const std::string& chunkName)
 {
-    return compileChunk(source, chunkName, globalTable);
+    ParsedChunk chunk = compileChunk(source, chunkName, globalTable);
+    elideEmptyScopes(chunk.statements, chunkName);
+    return chunk;
 }
 
 LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::string& chunkName)

@@ -110,6 +110,7 @@ struct VariableExpr : Expr
     std::size_t slot = 0;
     bool hasGlobalSlot = false;
     std::size_t globalSlot = 0;
+    mutable std::int32_t runtimeDepth = -1; // evaluator-owned: environments actually walked
 };
 
 struct UnaryExpr : Expr
@@ -264,6 +265,7 @@ struct AssignTarget
     std::size_t slot = 0;
     bool hasGlobalSlot = false;
     std::size_t globalSlot = 0;
+    mutable std::int32_t runtimeDepth = -1; // evaluator-owned: environments actually walked
     mutable Value nameKey; // evaluator-owned: the field name's key, made once
 };
 

@@ -118,6 +118,10 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
             return handle->native(*owner, arguments, line);
         }
         const FunctionExpr& function = *handle->function;
+        if (function.slotCount == 0)
+        {
+            return runFunctionBody(function, handle->closure.get()); // no parameters or locals: no frame
+        }
         if (function.noFunctions)
         {
             Environment environment(function.slotCount);

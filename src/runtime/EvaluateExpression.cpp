@@ -78,7 +78,7 @@ Value evaluateLocalHere(Impl&, const Expr& expr, Environment* environment)
 Value evaluateLocalOuter(Impl&, const Expr& expr, Environment* environment)
 {
     const auto& variable = static_cast<const VariableExpr&>(expr);
-    Environment* scope = Impl::resolveLocalEnvironment(environment, variable.depth);
+    Environment* scope = Impl::resolveLocalEnvironment(environment, variable.runtimeDepth);
     return scope && variable.slot < scope->slotCount() ? scope->slots[variable.slot] : Value();
 }
 
@@ -225,11 +225,11 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
     case ExprKind::Variable:
     {
         const auto& variable = static_cast<const VariableExpr&>(expr);
-        if (variable.depth == 0)
+        if (variable.runtimeDepth == 0)
         {
             return &evaluateLocalHere;
         }
-        if (variable.depth > 0)
+        if (variable.runtimeDepth > 0)
         {
             return &evaluateLocalOuter;
         }
@@ -616,7 +616,7 @@ void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environm
     case AssignTarget::Kind::Name:
         if (target.depth >= 0)
         {
-            Environment* scope = resolveLocalEnvironment(environment, target.depth);
+            Environment* scope = resolveLocalEnvironment(environment, target.runtimeDepth);
             if (scope && target.slot < scope->slotCount())
             {
                 scope->slots[target.slot] = std::move(value);

@@ -81,7 +81,7 @@ ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* env
         Value value = evaluateExpression(*values[0], environment);
         if (target.kind == AssignTarget::Kind::Name && target.depth >= 0) // a local: no table, no global
         {
-            Environment* scope = resolveLocalEnvironment(environment, target.depth);
+            Environment* scope = resolveLocalEnvironment(environment, target.runtimeDepth);
             if (scope && target.slot < scope->slotCount())
             {
                 scope->slots[target.slot] = std::move(value);
@@ -104,6 +104,10 @@ ExecStatus LuaVM::Impl::executeBlock(const StmtList& body, std::size_t slotCount
                                      Environment* environment)
 {
     guardStack(body.empty() ? 0 : body.front()->line);
+    if (slotCount == 0)
+    {
+        return executeStatements(body, environment); // no locals: the scope gets no environment
+    }
     if (noFunctions)
     {
         Environment local(slotCount);
@@ -161,6 +165,10 @@ public:
 
     Environment* next()
     {
+        if (slotCount_ == 0)
+        {
+            return parent_; // a body without locals runs in the enclosing environment
+        }
         if (noFunctions_)
         {
             LuaVM::Impl::clearEnvironmentSlots(&local_);

@@ -165,6 +165,10 @@ public:
     }
 };
 
+// Gives every local reference its run-time depth, counting only scopes that hold locals: the
+// evaluator makes no environment for the others.
+void elideEmptyScopes(const StmtList& statements, const std::string& chunkName);
+
 // Field lookup on a userdata value: the methods of files and streams (io library).
 Value nativeObjectField(LuaVM::Impl& vm, NativeObject* object, const Value& key, std::uint32_t line);
 
