@@ -2,6 +2,7 @@
 #include <velmar/lua/HostInterface.hpp>
 #include <velmar/lua/LuaVM.hpp>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -21,16 +22,28 @@ using velmar::lua::LuaResult;
 using velmar::lua::LuaValue;
 using velmar::lua::LuaVM;
 
-constexpr const char* kUsage = "usage: velmarlua [--step-limit N] [FILE [ARGS...] | -e CODE]\n"
+constexpr const char* kUsage = "usage: velmarlua [--step-limit N] [--memory-limit BYTES] [FILE [ARGS...] | -e CODE]\n"
                                "       velmarlua [FILE [ARGS...]]     run FILE (a script or a container) with arg set\n"
                                "       velmarlua -e CODE              run CODE\n"
                                "       velmarlua -c SOURCE OUT        check SOURCE and write its container to OUT\n"
                                "       velmarlua -v                   show the version\n"
                                "       velmarlua -h                   show this help\n"
                                "       velmarlua                      interactive prompt (runs index.lua first if present)\n"
-                               "       --step-limit N                 fail a run after N statements, calls and loop steps\n";
+                               "       --step-limit N                 fail a run after N statements, calls and loop steps\n"
+                               "       --memory-limit BYTES           fail a run whose values would need more than BYTES\n";
 
-std::uint64_t gStepLimit = 0;
+// The bounds every interpreter of this process runs under (0: none).
+struct Limits
+{
+    std::uint64_t steps = 0;
+    std::uint64_t memoryBytes = 0;
+
+    void applyTo(LuaVM& vm) const
+    {
+        vm.setStepLimit(steps);
+        vm.setMemoryLimit(static_cast<std::size_t>(memoryBytes));
+    }
+} gLimits;
 
 // The interpreter a Ctrl-C at the prompt stops; the prompt itself goes on.
 LuaVM* gPromptVm = nullptr;
@@ -41,6 +54,18 @@ extern "C" void interruptPromptRun(int)
     {
         gPromptVm->interrupt(); // a lock-free atomic store: safe in a signal handler
     }
+}
+
+// A decimal count without sign or suffix.
+bool parseCount(const std::string& text, std::uint64_t& out)
+{
+    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos)
+    {
+        return false;
+    }
+    errno = 0;
+    out = std::strtoull(text.c_str(), nullptr, 10);
+    return errno != ERANGE;
 }
 
 void reportError(const std::string& message)
@@ -85,7 +110,7 @@ bool startsWithContainerMagic(const std::string& path)
 int runFile(const std::vector<std::string>& args)
 {
     LuaVM vm;
-    vm.setStepLimit(gStepLimit);
+    gLimits.applyTo(vm);
     LuaMap arg;
     for (std::size_t i = 0; i < args.size(); ++i)
     {
@@ -131,7 +156,7 @@ bool isExpression(LuaVM& vm, const std::string& line)
 int runPrompt()
 {
     LuaVM vm;
-    vm.setStepLimit(gStepLimit);
+    gLimits.applyTo(vm);
     gPromptVm = &vm;
     struct sigaction action = {};
     action.sa_handler = interruptPromptRun;
@@ -197,11 +222,10 @@ int runPrompt()
 int main(int argc, char** argv)
 {
     std::vector<std::string> args(argv + 1, argv + argc);
-    if (args.size() >= 2 && args[0] == "--step-limit")
+    while (!args.empty() && (args[0] == "--step-limit" || args[0] == "--memory-limit"))
     {
-        char* end = nullptr;
-        gStepLimit = std::strtoull(args[1].c_str(), &end, 10);
-        if (args[1].empty() || *end != '\0')
+        std::uint64_t& limit = args[0] == "--step-limit" ? gLimits.steps : gLimits.memoryBytes;
+        if (args.size() < 2 || !parseCount(args[1], limit))
         {
             std::fputs(kUsage, stderr);
             return 1;
@@ -229,7 +253,7 @@ int main(int argc, char** argv)
             return 1;
         }
         LuaVM vm;
-        vm.setStepLimit(gStepLimit);
+        gLimits.applyTo(vm);
         status = statusOf(vm.runScriptString(args[1], "(command line)"));
     }
     else if (args[0] == "-c")

@@ -38,6 +38,11 @@ public:
 // The step limit every harness runs scripts under: loops, recursion and library callbacks all end.
 constexpr std::uint64_t kStepBudget = 10000;
 
+// The memory limit that inputs of odd length run under (a byte more or less explores both paths):
+// garbage collected at the allocation that would breach it, and "not enough memory" from the VM's own
+// accounting rather than from the allocation cap.
+constexpr std::size_t kMemoryBudget = std::size_t{1} << 20;
+
 // Aborts with `what` when `condition` is false: a broken invariant is a finding like a crash.
 void require(bool condition, const char* what, const std::string& detail = {});
 

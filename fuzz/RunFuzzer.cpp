@@ -7,6 +7,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::SealedHost host;
     velmar::lua::LuaVM vm;
     vm.setStepLimit(fuzz::kStepBudget);
+    if (size % 2 == 1)
+    {
+        vm.setMemoryLimit(fuzz::kMemoryBudget);
+    }
     const std::string source(reinterpret_cast<const char*>(data), size);
     velmar::lua::LuaResult result;
     {

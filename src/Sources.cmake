@@ -32,6 +32,7 @@ set(VELMAR_LUA_RUNTIME_SOURCES
     ${VELMAR_LUA_SRC}/runtime/ExecuteStatement.cpp
     ${VELMAR_LUA_SRC}/runtime/Iterator.cpp
     ${VELMAR_LUA_SRC}/runtime/ScopeElision.cpp
+    ${VELMAR_LUA_SRC}/runtime/Heap.cpp
     ${VELMAR_LUA_SRC}/runtime/Table.cpp
     ${VELMAR_LUA_SRC}/runtime/Value.cpp
 )

@@ -79,6 +79,7 @@ struct FileCloser
 LuaBytecode LuaVM::compileScript(const std::string& source, const std::string& chunkName)
 {
     zq::initStackLimit();
+    HeapScope scope(impl_->heap);
     impl_->parseScript(source, chunkName); // validation only: the tree is discarded
     LuaBytecode bytecode;
     writeBytes(bytecode.bytes, kBytecodeMagic, sizeof(kBytecodeMagic));

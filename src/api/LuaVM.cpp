@@ -11,8 +11,20 @@ namespace velmar::lua
 
 LuaVM::Impl::Impl(LuaVM* owner) : owner(owner)
 {
+    HeapScope scope(heap);
     bindDefaults();
     stringLibrarySlot = resolveGlobalSlot("string");
+}
+
+LuaVM::Impl::~Impl()
+{
+    HeapScope scope(heap);
+    for (Value& global : globalTable.globals)
+    {
+        global = Value();
+    }
+    pendingReturn.clear();
+    heap.collect(); // what only cycles still hold goes with the VM
 }
 
 ParsedChunk LuaVM::Impl::parseScript(std::string_view source, const std::string& chunkName)
@@ -24,6 +36,14 @@ ParsedChunk LuaVM::Impl::parseScript(std::string_view source, const std::string&
 
 LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::string& chunkName)
 {
+    HeapScope heapScope(heap);
+    struct Enforcing
+    {
+        ValueHeap& heap;
+        bool previous;
+        ~Enforcing() { heap.setEnforcing(previous); }
+    } enforcing{heap, heap.enforcing()};
+    heap.setEnforcing(true);
     exitCode = -1;
     zq::initStackLimit();
     stackLimit = zq::gStackLimit;
@@ -31,7 +51,7 @@ LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::str
     if (!nested)
     {
         stepsLeft = stepLimit == 0 ? ~0ULL : stepLimit + 1;
-        interruptRequested.store(false, std::memory_order_relaxed);
+        attention.fetch_and(static_cast<std::uint8_t>(~kInterrupt), std::memory_order_relaxed);
     }
     struct RunFlag
     {
@@ -99,6 +119,10 @@ LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::str
     }
     catch (const std::bad_alloc&)
     {
+        if (!nested)
+        {
+            heap.collect(); // the failed run's cycles would crowd the next one
+        }
         LuaResult result;
         result.error = "not enough memory";
         return result;
@@ -217,16 +241,19 @@ LuaVM& LuaVM::operator=(LuaVM&& other) noexcept
 
 void LuaVM::bindFunction(const std::string& name, NativeFunction fn)
 {
+    HeapScope scope(impl_->heap);
     impl_->bindFunction(name, std::move(fn));
 }
 
 void LuaVM::setGlobal(const std::string& name, const LuaValue& value)
 {
+    HeapScope scope(impl_->heap);
     impl_->setGlobalValue(name, impl_->publicToValue(value));
 }
 
 bool LuaVM::getGlobal(const std::string& name, LuaValue& out) const
 {
+    HeapScope scope(impl_->heap);
     try
     {
         const Value value = impl_->getGlobalValue(name);
@@ -253,9 +280,19 @@ void LuaVM::setStepLimit(std::uint64_t steps)
     impl_->stepLimit = steps;
 }
 
+void LuaVM::setMemoryLimit(std::size_t bytes)
+{
+    impl_->heap.setLimit(bytes);
+}
+
+std::size_t LuaVM::memoryInUse() const noexcept
+{
+    return impl_->heap.bytesInUse();
+}
+
 void LuaVM::interrupt() noexcept
 {
-    impl_->interruptRequested.store(true, std::memory_order_relaxed);
+    impl_->attention.fetch_or(Impl::kInterrupt, std::memory_order_relaxed);
 }
 
 std::string LuaVM::valueToString(const LuaValue& value)

@@ -29,14 +29,23 @@ Value LuaVM::Impl::makeScriptFunction(std::string name, const FunctionExpr& func
     return Value(std::move(handle));
 }
 
-void LuaVM::Impl::abortRun(std::uint32_t line)
+void LuaVM::Impl::serviceStep(std::uint32_t line)
 {
-    if (interruptRequested.load(std::memory_order_relaxed))
+    const std::uint8_t reasons = attention.load(std::memory_order_relaxed);
+    if (reasons & kInterrupt)
     {
         throw RunAborted{"interrupted", line};
     }
-    stepsLeft = 1; // stays exhausted until the run ends
-    throw RunAborted{"step limit exceeded", line};
+    if (stepsLeft == 0)
+    {
+        stepsLeft = 1; // stays exhausted until the run ends
+        throw RunAborted{"step limit exceeded", line};
+    }
+    if (reasons & ValueHeap::kCollectionDue)
+    {
+        attention.fetch_and(static_cast<std::uint8_t>(~ValueHeap::kCollectionDue), std::memory_order_relaxed);
+        heap.collect();
+    }
 }
 
 MultiValue LuaVM::Impl::callValue(const Value& callee, ValueSpan arguments, std::uint32_t line)

@@ -8,12 +8,17 @@ namespace velmar::lua
 
 // An environment is either shared-owned (heap, counted, capturable by closures, holding a counted
 // reference to its parent) or plain local (on the evaluator's stack for blocks that make no closures).
-class Environment : public RefObject
+class Environment : public Collectable
 {
 public:
-    explicit Environment(std::size_t slotCount, bool sharedOwned = false) : slots(slotCount), sharedOwned_(sharedOwned) {}
-    Environment(const Environment&) = delete;
-    Environment& operator=(const Environment&) = delete;
+    explicit Environment(std::size_t slotCount, bool sharedOwned = false)
+        : Collectable(RefKind::Environment), slots(slotCount), sharedOwned_(sharedOwned)
+    {
+        if (sharedOwned)
+        {
+            joinCurrentHeap(); // plain local ones live on the evaluator's stack
+        }
+    }
     ~Environment()
     {
         if (sharedOwned_ && parentIsCounted_ && parent_)
@@ -41,10 +46,25 @@ public:
         }
     }
     Environment* parent() const noexcept { return parent_; }
+    // The parent when this environment holds a count on it.
+    Environment* countedParent() const noexcept { return parentIsCounted_ ? parent_ : nullptr; }
     bool sharedOwned() const noexcept { return sharedOwned_; }
     std::size_t slotCount() const noexcept { return slots.size(); }
 
     SmallValueStore<8> slots;
+
+    // Lets go of every slot and of the parent (a cycle collection takes the environment apart).
+    void dropContents() noexcept
+    {
+        SmallValueStore<8> doomed = std::move(slots);
+        slots.clear();
+        if (parentIsCounted_)
+        {
+            parentIsCounted_ = false;
+            releaseParent();
+        }
+        parent_ = nullptr;
+    }
 
 private:
     void releaseParent() noexcept;

@@ -17,9 +17,10 @@ struct FunctionExpr;
 // Every library function and every bound host function has this shape.
 using NativeCallable = std::function<MultiValue(LuaVM&, ValueSpan, unsigned)>;
 
-class LuaFunctionHandle : public RefObject
+class LuaFunctionHandle : public Collectable
 {
 public:
+    LuaFunctionHandle() noexcept : Collectable(RefKind::Function) { joinCurrentHeap(); }
     enum class Kind : std::uint8_t
     {
         Script,

@@ -34,6 +34,7 @@ class LuaVM::Impl
 {
 public:
     explicit Impl(LuaVM* owner);
+    ~Impl();
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
 
@@ -111,6 +112,13 @@ public:
     Value publicToValue(const LuaValue& value) const;
     LuaValue valueToPublic(const Value& value) const;
 
+    // Reasons for the evaluator to look up from its work at the next step (kInterrupt, or the heap's
+    // kCollectionDue); set from any thread, so atomic. Declared first with the heap: everything
+    // below holds values, and is gone before the heap goes.
+    static constexpr std::uint8_t kInterrupt = 1;
+    std::atomic<std::uint8_t> attention{0};
+    ValueHeap heap{attention};
+
     LuaVM* owner;
     GlobalSlotTable globalTable;
     std::int32_t exitCode = -1;
@@ -121,7 +129,6 @@ public:
     std::size_t stringLibrarySlot = 0;
     std::uint64_t stepLimit = 0;                           // 0: unbounded
     std::uint64_t stepsLeft = ~0ULL;                       // counts down during a run
-    std::atomic<bool> interruptRequested{false};
     bool running = false; // a run is in progress (nested runs from host functions share its limits)
 
     // Operators on evaluated operands (everything but and/or), with every type check and message.
@@ -149,12 +156,13 @@ public:
     // One unit of work (statement, call or loop iteration) against the step limit and interrupts.
     void countStep(std::uint32_t line)
     {
-        if (--stepsLeft == 0 || interruptRequested.load(std::memory_order_relaxed)) [[unlikely]]
+        if (--stepsLeft == 0 || attention.load(std::memory_order_relaxed) != 0) [[unlikely]]
         {
-            abortRun(line);
+            serviceStep(line);
         }
     }
-    [[noreturn]] void abortRun(std::uint32_t line);
+    // Ends the run for an interrupt or an exhausted budget, or collects cycles between two steps.
+    void serviceStep(std::uint32_t line);
 
     void guardStack(std::uint32_t line) const
     {

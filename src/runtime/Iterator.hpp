@@ -9,9 +9,10 @@
 namespace velmar::lua
 {
 
-class IteratorState : public RefObject
+class IteratorState : public Collectable
 {
 public:
+    IteratorState() noexcept : Collectable(RefKind::Iterator) { joinCurrentHeap(); }
     enum class Kind : std::uint8_t
     {
         List,  // precomputed items (string.gmatch)
@@ -22,7 +23,7 @@ public:
     static void destroy(IteratorState* state) noexcept { destroyRefObject(RefKind::Iterator, state); }
 
     Kind kind = Kind::List;
-    std::vector<MultiValue> items;
+    std::vector<MultiValue, HeapAllocator<MultiValue>> items;
     std::size_t cursor = 0; // list position, or the array position for pairs
     Ref<Table> table;
     std::size_t hashCursor = 0;

@@ -156,7 +156,7 @@ private:
     }
 
     alignas(Value) unsigned char storage_[N * sizeof(Value)];
-    std::vector<Value> heap_;
+    ValueVector heap_;
     std::size_t count_ = 0;
     bool spilled_ = false;
 };

@@ -86,22 +86,23 @@ public:
 
     bool empty() const noexcept { return entries_.empty(); }
     std::size_t size() const noexcept { return entries_.size(); }
-    const std::vector<Entry>& entries() const noexcept { return entries_; }
+    const std::vector<Entry, HeapAllocator<Entry>>& entries() const noexcept { return entries_; }
     std::size_t bucketCount() const noexcept { return buckets_.size(); }
 
 private:
     void rebuildBuckets(std::size_t bucketCount);
 
-    std::vector<Entry> entries_;
-    std::vector<std::int32_t> buckets_;
+    std::vector<Entry, HeapAllocator<Entry>> entries_;
+    std::vector<std::int32_t, HeapAllocator<std::int32_t>> buckets_;
 };
 
-class Table : public RefObject
+class Table : public Collectable
 {
 public:
+    Table() noexcept : Collectable(RefKind::Table) { joinCurrentHeap(); }
     static void destroy(Table* table) noexcept;
 
-    std::vector<Value> array;          // slot i holds key i+1; slots may hold nil
+    ValueVector array;          // slot i holds key i+1; slots may hold nil
     HashPart hash;                     // never holds a nil value
     std::uint64_t version = 0;         // bumped by every store, overwrite and deletion
     std::uint64_t lengthVersion = ~0ULL;

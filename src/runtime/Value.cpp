@@ -18,7 +18,22 @@ namespace velmar::lua
 
 Ref<LuaString> LuaString::makeUninitialized(std::size_t length)
 {
-    void* memory = ::operator new(sizeof(LuaString) + length + 1);
+    if (length > static_cast<std::size_t>(-1) - sizeof(LuaString) - 1)
+    {
+        throw std::bad_alloc();
+    }
+    const std::size_t bytes = sizeof(LuaString) + length + 1;
+    chargeBytes(bytes);
+    void* memory;
+    try
+    {
+        memory = ::operator new(bytes);
+    }
+    catch (...)
+    {
+        creditBytes(bytes);
+        throw;
+    }
     auto* string = new (memory) LuaString(length);
     string->mutableData()[length] = '\0';
     return Ref<LuaString>(string);
@@ -36,6 +51,7 @@ Ref<LuaString> LuaString::make(std::string_view text)
 
 void LuaString::destroy(LuaString* string) noexcept
 {
+    creditBytes(sizeof(LuaString) + string->size() + 1);
     string->~LuaString();
     ::operator delete(string);
 }
@@ -81,14 +97,10 @@ void Value::destroyObject(ValueKind kind, RefObject* object) noexcept
 namespace
 {
 
-struct DoomedObject
-{
-    RefKind kind;
-    RefObject* object;
-};
-
-thread_local std::vector<DoomedObject> gDoomedObjects;
-thread_local bool gDestroyingObjects = false;
+// Collectables whose count reached zero while another one was being destroyed, linked through
+// their own list fields: releasing a long chain is a loop, and never needs memory.
+constinit thread_local Collectable* gDoomedObjects = nullptr;
+constinit thread_local bool gDestroyingObjects = false;
 
 void destroyNow(RefKind kind, RefObject* object) noexcept
 {
@@ -107,31 +119,26 @@ void destroyNow(RefKind kind, RefObject* object) noexcept
 
 void destroyRefObject(RefKind kind, RefObject* object) noexcept
 {
-    if (kind == RefKind::String)
+    if (kind == RefKind::String || kind == RefKind::UserData)
     {
-        destroyNow(kind, object); // holds nothing else: no recursion to avoid
+        destroyNow(kind, object); // holds no other object: no recursion to avoid
         return;
     }
+    auto* collectable = static_cast<Collectable*>(object);
     if (gDestroyingObjects)
     {
-        try
-        {
-            gDoomedObjects.push_back(DoomedObject{kind, object}); // freed by the loop below
-            return;
-        }
-        catch (...)
-        {
-            destroyNow(kind, object); // no room for the worklist: destroy it here instead
-            return;
-        }
+        collectable->unlink(); // leaves its heap now; the list fields carry the worklist
+        collectable->next_ = gDoomedObjects;
+        gDoomedObjects = collectable;
+        return;
     }
     gDestroyingObjects = true;
-    destroyNow(kind, object);
-    while (!gDoomedObjects.empty())
+    destroyNow(kind, collectable);
+    while (Collectable* next = gDoomedObjects)
     {
-        const DoomedObject next = gDoomedObjects.back();
-        gDoomedObjects.pop_back();
-        destroyNow(next.kind, next.object);
+        gDoomedObjects = next->next_;
+        next->next_ = nullptr;
+        destroyNow(next->kind(), next);
     }
     gDestroyingObjects = false;
 }

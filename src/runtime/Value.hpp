@@ -1,12 +1,14 @@
 // The interpreter's internal value: a kind tag and a payload, 16 bytes, shared objects counted.
 #pragma once
 
+#include "runtime/Heap.hpp"
 #include "runtime/LuaString.hpp"
 #include "runtime/RefCounted.hpp"
 
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace velmar::lua
 {
@@ -162,6 +164,9 @@ private:
 };
 
 static_assert(sizeof(Value) == 16, "a value is two machine words");
+
+// Value storage inside other values, counted against the VM's memory.
+using ValueVector = std::vector<Value, HeapAllocator<Value>>;
 
 // A non-owning view of consecutive values: how arguments reach every callable.
 struct ValueSpan

@@ -50,7 +50,7 @@ MultiValue tableRemove(LuaVM&, ValueSpan args, unsigned line)
     {
         return MultiValue(Value());
     }
-    std::vector<Value>& array = table->array;
+    ValueVector& array = table->array;
     // Only the slots that move are checked, so popping the last element stays O(1).
     if (arrayHoldsRange(*table, position, n))
     {
@@ -142,7 +142,7 @@ template <typename T, typename Less> void insertionSort(std::vector<T>& items, L
 // Sorts with the default comparison. When it is a strict weak order (only numbers without NaN, or no
 // numbers at all) a stable merge sort yields exactly the insertion sort's result; a mix of numbers and
 // other values is not transitive, so it takes the literal insertion sort.
-void sortDefault(std::vector<Value>& values)
+void sortDefault(ValueVector& values)
 {
     bool anyNumber = false;
     bool anyOther = false;
@@ -210,7 +210,7 @@ struct TableSlots
 
 struct VectorSlots
 {
-    std::vector<Value>* values;
+    ValueVector* values;
     Value get(std::size_t i) const { return (*values)[i]; }
     void set(std::size_t i, Value value) const { (*values)[i] = std::move(value); }
 };
@@ -273,7 +273,7 @@ MultiValue tableSort(LuaVM& vm, ValueSpan args, unsigned line)
         return MultiValue(args[0]);
     }
     // Elements are copied out (sharing, not duplicating, their payloads) so a failure leaves t untouched.
-    std::vector<Value> values;
+    ValueVector values;
     if (dense)
     {
         values.assign(table->array.begin(), table->array.begin() + n);

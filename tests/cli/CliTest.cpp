@@ -128,13 +128,27 @@ TEST_F(CliTest, CompilesAContainerAndRunsIt)
     EXPECT_FALSE(fs::exists("broken.vlbc"));
 }
 
-TEST_F(CliTest, StepLimitEndsRunawayScripts)
+TEST_F(CliTest, LimitsEndRunawayScripts)
 {
-    const Outcome outcome = run("--step-limit 5000 -e 'print(\"start\")\nwhile true do end'");
+    Outcome outcome = run("--step-limit 5000 -e 'print(\"start\")\nwhile true do end'");
     EXPECT_EQ(outcome.out, "start\n");
     EXPECT_EQ(outcome.err, "(command line):2: step limit exceeded\n");
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(run("--step-limit x -e 'print(1)'").status, 1);
+    outcome = run("--memory-limit 1000000 -e 'print(#string.rep(\"x\", 500000))\nprint(#string.rep(\"x\", 2000000))'");
+    EXPECT_EQ(outcome.out, "500000\n");
+    EXPECT_EQ(outcome.err, "not enough memory\n");
+    EXPECT_EQ(outcome.status, 1);
+    // Both limits at once, in either order.
+    outcome = run("--memory-limit 100000000 --step-limit 10 -e 'while true do end'");
+    EXPECT_EQ(outcome.err, "(command line):1: step limit exceeded\n");
+    for (const char* bad : {"--step-limit x -e 'print(1)'", "--memory-limit -5 -e 'print(1)'",
+                            "--memory-limit 99999999999999999999999 -e 'print(1)'", "--memory-limit"})
+    {
+        outcome = run(bad);
+        EXPECT_EQ(outcome.status, 1) << bad;
+        EXPECT_EQ(outcome.out, "") << bad;
+        EXPECT_NE(outcome.err.find("usage: velmarlua"), std::string::npos) << bad;
+    }
 }
 
 TEST_F(CliTest, VersionAndHelp)

@@ -4,6 +4,7 @@
 #include "velmar/lua/Export.hpp"
 #include "velmar/lua/LuaValue.hpp"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -77,6 +78,14 @@ public:
     // iterations fails with "step limit exceeded" at the current line. 0 (the default) means no limit.
     // pcall cannot catch it, and the interpreter stays usable.
     void setStepLimit(std::uint64_t steps);
+    // Bounds the memory held by the values this VM creates (strings, tables, functions, the scopes
+    // that closures keep): a run that would need more fails with "not enough memory", as it does when
+    // the system itself runs out. 0 (the default) means no limit. pcall cannot catch it; once the run
+    // is over its temporaries are freed and the VM stays usable. Values stored by the host itself
+    // (setGlobal, bindFunction) count too, but are never refused.
+    void setMemoryLimit(std::size_t bytes);
+    // Bytes currently held by this VM's values, as the memory limit counts them.
+    std::size_t memoryInUse() const noexcept;
     // Callable from any thread while a run is in progress: the run fails with "interrupted" at its
     // next statement, call or loop iteration (pcall cannot catch it). Each run starts uninterrupted.
     void interrupt() noexcept;

@@ -1,0 +1,222 @@
+// The memory a VM's values own: byte accounting for the memory limit, and the collector of
+// reference cycles that counting alone can never free.
+#pragma once
+
+#include "runtime/RefCounted.hpp"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <new>
+
+namespace velmar::lua
+{
+
+class ValueHeap;
+
+// The heap of the VM whose work is in progress on this thread (set by every entry point of the
+// facade), or null: objects made outside any VM are neither counted nor collected. Initial-exec:
+// every allocation reads it, and the general model would cost a call per read.
+extern constinit thread_local ValueHeap* gCurrentHeap __attribute__((tls_model("initial-exec")));
+
+// Counts `bytes` against the current heap; a run past its memory limit fails with std::bad_alloc,
+// exactly like a real allocation failure, so both report "not enough memory".
+void chargeBytes(std::size_t bytes);
+// Returns bytes counted by chargeBytes; never fails.
+void creditBytes(std::size_t bytes) noexcept;
+
+// Objects that can hold other objects: tables, functions, environments, iterators. Heap-made ones are
+// linked into their VM's heap, so that a collection can find the cycles among them; the link fields
+// double as the destruction worklist, so that releasing never allocates.
+class Collectable : public RefObject
+{
+public:
+    Collectable(const Collectable&) = delete;
+    Collectable& operator=(const Collectable&) = delete;
+
+    RefKind kind() const noexcept { return kind_; }
+
+    // Every heap-made collectable is counted with its own size; freeing returns it.
+    static void* operator new(std::size_t size)
+    {
+        chargeBytes(size);
+        try
+        {
+            return ::operator new(size);
+        }
+        catch (...)
+        {
+            creditBytes(size);
+            throw;
+        }
+    }
+    static void operator delete(void* memory, std::size_t size) noexcept
+    {
+        creditBytes(size);
+        ::operator delete(memory);
+    }
+
+protected:
+    explicit Collectable(RefKind kind) noexcept : kind_(kind) {}
+    ~Collectable() { unlink(); }
+    // Joins the current heap, if there is one. Called last in the constructor of a heap-made object:
+    // a collection can start at any allocation, and must only ever meet complete objects.
+    void joinCurrentHeap() noexcept;
+
+private:
+    friend class ValueHeap;
+    friend void destroyRefObject(RefKind kind, RefObject* object) noexcept;
+
+    void unlink() noexcept
+    {
+        if (next_ != nullptr)
+        {
+            prev_->next_ = next_;
+            next_->prev_ = prev_;
+            prev_ = next_ = nullptr;
+        }
+    }
+    void linkBefore(Collectable* position) noexcept
+    {
+        prev_ = position->prev_;
+        next_ = position;
+        prev_->next_ = this;
+        position->prev_ = this;
+    }
+
+    RefKind kind_;
+    std::uint8_t marks_ = 0; // scratch of a collection in progress
+    Collectable* prev_ = nullptr;
+    Collectable* next_ = nullptr;
+};
+
+// Byte accounting and cycle collection for one VM.
+class ValueHeap
+{
+public:
+    // `attention` is the VM's flag word that its evaluator tests at every step; the heap raises
+    // kCollectionDue there when enough has been allocated since the last collection.
+    explicit ValueHeap(std::atomic<std::uint8_t>& attention) noexcept;
+    ~ValueHeap();
+    ValueHeap(const ValueHeap&) = delete;
+    ValueHeap& operator=(const ValueHeap&) = delete;
+
+    static constexpr std::uint8_t kCollectionDue = 2;
+
+    // Frees every cycle that nothing outside the heap's objects refers to. The evaluator and the
+    // library hold a counted reference to every object they work on, so a collection may run between
+    // two steps, at an allocation that would breach the memory limit, and when the VM goes.
+    void collect() noexcept;
+
+    std::size_t bytesInUse() const noexcept { return bytes_; }
+    std::size_t objectCount() const noexcept { return objects_; }
+    // 0: no limit.
+    void setLimit(std::size_t bytes) noexcept
+    {
+        limit_ = bytes;
+        scheduleAfter(bytes_);
+    }
+    std::size_t limit() const noexcept { return limit_; }
+    // The limit refuses allocations only while enforced (during runs): a host's own stores never fail.
+    void setEnforcing(bool enforcing) noexcept { enforcing_ = enforcing; }
+    bool enforcing() const noexcept { return enforcing_; }
+
+    void charge(std::size_t bytes);
+    void credit(std::size_t bytes) noexcept { bytes_ -= bytes < bytes_ ? bytes : bytes_; }
+    void link(Collectable* object) noexcept
+    {
+        object->linkBefore(&sentinel_);
+        ++objects_;
+    }
+
+private:
+    struct Sentinel : Collectable
+    {
+        Sentinel() noexcept : Collectable(RefKind::Table) {}
+    };
+
+    void scheduleAfter(std::size_t liveBytes) noexcept;
+
+    Sentinel sentinel_; // the circular list of this heap's objects
+    std::atomic<std::uint8_t>& attention_;
+    std::size_t bytes_ = 0;
+    std::size_t limit_ = 0;
+    std::size_t objects_ = 0; // linked at some point; a collection recounts
+    std::size_t allocatedSinceCollection_ = 0;
+    std::size_t collectionBudget_ = 0;
+    bool enforcing_ = false;
+    bool collecting_ = false;
+};
+
+// Makes `heap` current for the lifetime of the scope (nests: the previous one comes back).
+class HeapScope
+{
+public:
+    explicit HeapScope(ValueHeap& heap) noexcept : previous_(gCurrentHeap) { gCurrentHeap = &heap; }
+    ~HeapScope() { gCurrentHeap = previous_; }
+    HeapScope(const HeapScope&) = delete;
+    HeapScope& operator=(const HeapScope&) = delete;
+
+private:
+    ValueHeap* previous_;
+};
+
+inline void chargeBytes(std::size_t bytes)
+{
+    if (ValueHeap* heap = gCurrentHeap)
+    {
+        heap->charge(bytes);
+    }
+}
+
+inline void creditBytes(std::size_t bytes) noexcept
+{
+    if (ValueHeap* heap = gCurrentHeap)
+    {
+        heap->credit(bytes);
+    }
+}
+
+inline void Collectable::joinCurrentHeap() noexcept
+{
+    if (ValueHeap* heap = gCurrentHeap)
+    {
+        heap->link(this);
+    }
+}
+
+// Allocator of the storage inside values (table parts, spilled slot lists), counted like the values.
+template <typename T> struct HeapAllocator
+{
+    using value_type = T;
+
+    HeapAllocator() noexcept = default;
+    template <typename U> HeapAllocator(const HeapAllocator<U>&) noexcept {}
+
+    T* allocate(std::size_t count)
+    {
+        if (count > static_cast<std::size_t>(-1) / sizeof(T))
+        {
+            throw std::bad_alloc();
+        }
+        chargeBytes(count * sizeof(T));
+        try
+        {
+            return static_cast<T*>(::operator new(count * sizeof(T)));
+        }
+        catch (...)
+        {
+            creditBytes(count * sizeof(T));
+            throw;
+        }
+    }
+    void deallocate(T* memory, std::size_t count) noexcept
+    {
+        creditBytes(count * sizeof(T));
+        ::operator delete(memory);
+    }
+
+    template <typename U> bool operator==(const HeapAllocator<U>&) const noexcept { return true; }
+};
+
+} // namespace velmar::lua
