@@ -1,8 +1,13 @@
 // The velmarlua binary itself: output, standard error, exit statuses, arg, -e, -c and the prompt.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <thread>
 
 #include <cstdlib>
 #include <filesystem>
@@ -184,6 +189,44 @@ TEST_F(CliTest, PromptEndsAtEndOfInputAndHonoursOsExit)
 {
     EXPECT_EQ(run("", "").status, 0);
     EXPECT_EQ(run("", "os.exit(5)\nprint('no')\n").status, 5);
+}
+
+// Ctrl-C at the prompt stops the running line, and the prompt reads the next one.
+TEST_F(CliTest, InterruptStopsThePromptsRunningLineOnly)
+{
+    int input[2];
+    ASSERT_EQ(::pipe(input), 0);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0)
+    {
+        ::dup2(input[0], 0);
+        ::close(input[1]);
+        const int out = ::open("stdout.txt", O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        const int err = ::open("stderr.txt", O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        ::dup2(out, 1);
+        ::dup2(err, 2);
+        ::execl(VELMAR_CLI_PATH, VELMAR_CLI_PATH, static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    ::close(input[0]);
+    const std::string endless = "while true do end\n";
+    ASSERT_EQ(::write(input[1], endless.data(), endless.size()), static_cast<ssize_t>(endless.size()));
+    // Interrupt until the line reports it: the first signal may come before the line has started.
+    for (int attempt = 0; attempt < 100 && slurp("stderr.txt").empty(); ++attempt)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        ::kill(child, SIGINT);
+    }
+    const std::string rest = "print('still here')\n";
+    ASSERT_EQ(::write(input[1], rest.data(), rest.size()), static_cast<ssize_t>(rest.size()));
+    ::close(input[1]);
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(slurp("stderr.txt"), "(prompt):1: interrupted\n");
+    EXPECT_NE(slurp("stdout.txt").find("still here\n"), std::string::npos);
 }
 
 } // namespace
