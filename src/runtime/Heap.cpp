@@ -27,6 +27,10 @@ namespace
 constexpr std::size_t kMinimumCollectionBudget = 4u << 20;
 // Under a memory limit, garbage must not be what breaches it.
 constexpr std::size_t kMinimumLimitedBudget = 64u << 10;
+// A request that would breach the limit first collects, unless so little was allocated since the
+// last collection that it could not help: then a script living at its limit does not pay a whole
+// collection for every small allocation.
+constexpr std::size_t kEmergencyCollectionFloor = 16u << 10;
 
 enum Mark : std::uint8_t
 {
@@ -168,7 +172,7 @@ void ValueHeap::charge(std::size_t bytes)
 {
     if (limit_ != 0 && enforcing_ && (bytes > limit_ || bytes_ > limit_ - bytes))
     {
-        if (allocatedSinceCollection_ != 0 && !collecting_)
+        if (bytes <= limit_ && allocatedSinceCollection_ >= kEmergencyCollectionFloor && !collecting_)
         {
             collect(); // garbage must not be what breaches the limit
         }

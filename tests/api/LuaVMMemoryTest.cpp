@@ -53,6 +53,12 @@ TEST(MemoryLimitTest, GarbageCyclesAreCollectedBeforeTheyBreachTheLimit)
                           "for i = 1, 100000 do local function f() return f end n = n + 1 end\n"
                           "return n"),
               "=300000");
+    // A request that only fits once the garbage is gone collects first: 1.5 MB of cycle, then 3 MB
+    // wanted under a 4 MiB limit, all within one budget between two collections.
+    vm.setMemoryLimit(4 * kMiB);
+    EXPECT_EQ(outcome(vm, "local g = {string.rep('x', 1500000)} g.self = g g = nil\n"
+                          "return #string.rep('y', 3000000)"),
+              "=3000000");
 }
 
 TEST(MemoryLimitTest, ValuesTheHostStoresCountButAreNeverRefused)
