@@ -220,13 +220,17 @@ void LuaVM::bindFunction(const std::string& name, NativeFunction fn)
     impl_->bindFunction(name, std::move(fn));
 }
 
+// The bridge recurses once per nesting level, so the thread's stack limit must be known before the
+// first value crosses, even on a thread that has not run a script yet.
 void LuaVM::setGlobal(const std::string& name, const LuaValue& value)
 {
+    zq::initStackLimit();
     impl_->setGlobalValue(name, impl_->publicToValue(value));
 }
 
 bool LuaVM::getGlobal(const std::string& name, LuaValue& out) const
 {
+    zq::initStackLimit();
     try
     {
         const Value value = impl_->getGlobalValue(name);

@@ -6,6 +6,8 @@
 #include "support/NumberFormat.hpp"
 #include "support/StackGuard.hpp"
 
+#include <new>
+
 namespace velmar::lua
 {
 
@@ -29,10 +31,119 @@ LuaValue::LuaValue(std::shared_ptr<LuaFunctionHandle> function) noexcept
 {
 }
 LuaValue::LuaValue(const LuaValue& other) = default;
-LuaValue::LuaValue(LuaValue&& other) noexcept = default;
-LuaValue& LuaValue::operator=(const LuaValue& other) = default;
-LuaValue& LuaValue::operator=(LuaValue&& other) noexcept = default;
-LuaValue::~LuaValue() = default;
+// A moved-from value reads as nil (its payload keeps only an empty husk).
+LuaValue::LuaValue(LuaValue&& other) noexcept
+    : type_(std::exchange(other.type_, Type::Nil)), payload_(std::move(other.payload_))
+{
+}
+
+// Both assignments drop an old array or map through ~LuaValue, so a long chain is freed without
+// recursion, and only after the new value is in place (it may live inside the old one).
+LuaValue& LuaValue::operator=(const LuaValue& other)
+{
+    if (type_ == Type::Array || type_ == Type::Map)
+    {
+        if (this != &other)
+        {
+            const LuaValue old(std::move(*this));
+            type_ = other.type_;
+            payload_ = other.payload_;
+        }
+        return *this;
+    }
+    type_ = other.type_;
+    payload_ = other.payload_;
+    return *this;
+}
+
+LuaValue& LuaValue::operator=(LuaValue&& other) noexcept
+{
+    if (type_ == Type::Array || type_ == Type::Map)
+    {
+        if (this != &other)
+        {
+            const LuaValue old(std::move(*this));
+            type_ = other.type_;
+            payload_ = std::move(other.payload_);
+        }
+        return *this;
+    }
+    type_ = other.type_;
+    payload_ = std::move(other.payload_);
+    return *this;
+}
+
+LuaValue::~LuaValue()
+{
+    if (type_ == Type::Array || type_ == Type::Map)
+    {
+        releaseNested();
+    }
+}
+
+namespace
+{
+
+// Releases nested this deep run the ordinary way; deeper ones wait for the outermost release.
+constexpr int kReleaseDepth = 64;
+
+struct ReleaseState
+{
+    int depth = 0;
+    std::size_t deferred = 0; // values waiting in deferredReleases()
+};
+// Initial-exec: a plain thread-pointer access instead of a resolver call on every release.
+[[gnu::tls_model("initial-exec")]] constinit thread_local ReleaseState gRelease;
+
+std::vector<LuaValue>& deferredReleases()
+{
+    thread_local std::vector<LuaValue> deferred;
+    return deferred;
+}
+
+} // namespace
+
+// Freeing a nested array or map frees its elements first, one machine frame per level. Past a fixed
+// depth a release is handed to the outermost one, which frees it after its own payload: a chain of any
+// length is freed within a bounded stack, and shallow values pay only a thread-local counter.
+void LuaValue::releaseNested() noexcept
+{
+    ReleaseState& state = gRelease;
+    if (state.depth >= kReleaseDepth)
+    {
+        try
+        {
+            deferredReleases().push_back(std::move(*this));
+            ++state.deferred;
+            return;
+        }
+        catch (const std::bad_alloc&)
+        {
+            // No room to defer: free it here, the ordinary way.
+        }
+    }
+    ++state.depth;
+    if (auto* array = std::get_if<LuaValueArray>(&payload_))
+    {
+        array->reset();
+    }
+    else if (auto* map = std::get_if<LuaValueMap>(&payload_))
+    {
+        map->reset();
+    }
+    if (state.depth == 1)
+    {
+        while (state.deferred != 0)
+        {
+            std::vector<LuaValue>& deferred = deferredReleases();
+            LuaValue next = std::move(deferred.back());
+            deferred.pop_back();
+            --state.deferred;
+            // `next` dies here, one level below this release, deferring what lies too deep again.
+        }
+    }
+    --state.depth;
+}
 
 LuaValue::LuaValue(std::vector<LuaValue> array)
     : type_(Type::Array), payload_(std::make_shared<std::vector<LuaValue>>(std::move(array)))

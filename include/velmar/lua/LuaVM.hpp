@@ -54,8 +54,11 @@ public:
 
     // Makes `fn` callable as the global `name`; binding a name again replaces it.
     void bindFunction(const std::string& name, NativeFunction fn);
+    // Throws an error of the library's family ("stack overflow") when `value` is nested too deeply for
+    // the calling thread's stack or contains itself; the global is then unchanged.
     void setGlobal(const std::string& name, const LuaValue& value);
-    // False (and `out` untouched) when the global is nil or cannot be expressed as a LuaValue.
+    // False (and `out` untouched) when the global is nil or cannot be expressed as a LuaValue (a table
+    // nested too deeply for the calling thread's stack included).
     bool getGlobal(const std::string& name, LuaValue& out) const;
 
     // Checks the source and packs it into a container; a syntax error is thrown.
