@@ -28,7 +28,8 @@ constexpr const char* kUsage = "usage: velmarlua [--step-limit N] [FILE [ARGS...
                                "       velmarlua -v                   show the version\n"
                                "       velmarlua -h                   show this help\n"
                                "       velmarlua                      interactive prompt (runs index.lua first if present)\n"
-                               "       --step-limit N                 fail a run after N statements, calls and loop steps\n";
+                               "       --step-limit N                 fail a run after N statements, calls and loop steps\n"
+                               "                                      (string work: a step per KiB made or searched)\n";
 
 std::uint64_t gStepLimit = 0;
 

@@ -155,6 +155,25 @@ public:
         }
     }
     [[noreturn]] void abortRun(std::uint32_t line);
+    // Several steps at once, for work that one step does not cover; the interrupt is checked too.
+    void spendSteps(std::uint64_t steps, std::uint32_t line)
+    {
+        if (steps >= stepsLeft || interruptRequested.load(std::memory_order_relaxed)) [[unlikely]]
+        {
+            abortRun(line);
+        }
+        stepsLeft -= steps;
+    }
+    // Bulk string work: an operation producing `bytes` bytes spends one further step per full
+    // kBytesPerStep, so a step's work stays bounded however long the strings grow.
+    static constexpr std::uint64_t kBytesPerStep = 1024;
+    void chargeBytes(std::size_t bytes, std::uint32_t line)
+    {
+        if (bytes >= kBytesPerStep) [[unlikely]]
+        {
+            spendSteps(bytes / kBytesPerStep, line);
+        }
+    }
 
     void guardStack(std::uint32_t line) const
     {

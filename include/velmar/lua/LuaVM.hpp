@@ -79,9 +79,18 @@ public:
     // Bounds every later run: one that executes more than `steps` statements, calls and loop
     // iterations fails with "step limit exceeded" at the current line. 0 (the default) means no limit.
     // pcall cannot catch it, and the interpreter stays usable.
+    // Work that grows with string sizes spends further steps, counted per operation and rounded down,
+    // so that no single step does unbounded work:
+    //  - concatenation, string.rep, string.sub, string.format and table.concat: one step per full
+    //    1,024 bytes of the string they produce (string.rep before it allocates);
+    //  - string.find, match, gmatch and gsub: one step per full 1,024 units of matching work in the
+    //    call, a unit being one byte of the pattern, one byte of the subject tested or skipped, one
+    //    position where the rest of the pattern is tried, or one byte of gsub's result.
+    // An ordinary call on short strings spends no extra step; a long search stops at its call's line.
     void setStepLimit(std::uint64_t steps);
     // Callable from any thread while a run is in progress: the run fails with "interrupted" at its
-    // next statement, call or loop iteration (pcall cannot catch it). Each run starts uninterrupted.
+    // next statement, call or loop iteration, or within a long pattern search (pcall cannot catch it).
+    // Each run starts uninterrupted.
     void interrupt() noexcept;
 
     class Impl;
