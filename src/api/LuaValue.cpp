@@ -90,22 +90,17 @@ constexpr int kReleaseDepth = 64;
 struct ReleaseState
 {
     int depth = 0;
-    std::size_t deferred = 0; // values waiting in deferredReleases()
+    std::vector<LuaValue>* pending = nullptr; // the outermost release's worklist
 };
 // Initial-exec: a plain thread-pointer access instead of a resolver call on every release.
 [[gnu::tls_model("initial-exec")]] constinit thread_local ReleaseState gRelease;
-
-std::vector<LuaValue>& deferredReleases()
-{
-    thread_local std::vector<LuaValue> deferred;
-    return deferred;
-}
 
 } // namespace
 
 // Freeing a nested array or map frees its elements first, one machine frame per level. Past a fixed
 // depth a release is handed to the outermost one, which frees it after its own payload: a chain of any
-// length is freed within a bounded stack, and shallow values pay only a thread-local counter.
+// length is freed within a bounded stack, and shallow values pay only a thread-local counter. The
+// worklist lives in the outermost release's frame, so nothing outlives it.
 void LuaValue::releaseNested() noexcept
 {
     ReleaseState& state = gRelease;
@@ -113,8 +108,7 @@ void LuaValue::releaseNested() noexcept
     {
         try
         {
-            deferredReleases().push_back(std::move(*this));
-            ++state.deferred;
+            state.pending->push_back(std::move(*this));
             return;
         }
         catch (const std::bad_alloc&)
@@ -122,27 +116,35 @@ void LuaValue::releaseNested() noexcept
             // No room to defer: free it here, the ordinary way.
         }
     }
-    ++state.depth;
-    if (auto* array = std::get_if<LuaValueArray>(&payload_))
-    {
-        array->reset();
-    }
-    else if (auto* map = std::get_if<LuaValueMap>(&payload_))
-    {
-        map->reset();
-    }
-    if (state.depth == 1)
-    {
-        while (state.deferred != 0)
+    auto dropPayload = [this] {
+        if (auto* array = std::get_if<LuaValueArray>(&payload_))
         {
-            std::vector<LuaValue>& deferred = deferredReleases();
-            LuaValue next = std::move(deferred.back());
-            deferred.pop_back();
-            --state.deferred;
-            // `next` dies here, one level below this release, deferring what lies too deep again.
+            array->reset();
         }
+        else if (auto* map = std::get_if<LuaValueMap>(&payload_))
+        {
+            map->reset();
+        }
+    };
+    if (state.depth != 0)
+    {
+        ++state.depth;
+        dropPayload();
+        --state.depth;
+        return;
     }
-    --state.depth;
+    std::vector<LuaValue> pending;
+    state.pending = &pending;
+    state.depth = 1;
+    dropPayload();
+    while (!pending.empty())
+    {
+        LuaValue next = std::move(pending.back());
+        pending.pop_back();
+        // `next` dies here, one level below this release, deferring what lies too deep again.
+    }
+    state.depth = 0;
+    state.pending = nullptr;
 }
 
 LuaValue::LuaValue(std::vector<LuaValue> array)
