@@ -30,6 +30,7 @@ constexpr const char* kUsage = "usage: velmarlua [--step-limit N] [--memory-limi
                                "       velmarlua -h                   show this help\n"
                                "       velmarlua                      interactive prompt (runs index.lua first if present)\n"
                                "       --step-limit N                 fail a run after N statements, calls and loop steps\n"
+                               "                                      (string work: a step per KiB made or searched)\n"
                                "       --memory-limit BYTES           fail a run whose values would need more than BYTES\n";
 
 // The bounds every interpreter of this process runs under (0: none).

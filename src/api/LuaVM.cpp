@@ -245,14 +245,18 @@ void LuaVM::bindFunction(const std::string& name, NativeFunction fn)
     impl_->bindFunction(name, std::move(fn));
 }
 
+// The bridge recurses once per nesting level, so the thread's stack limit must be known before the
+// first value crosses, even on a thread that has not run a script yet.
 void LuaVM::setGlobal(const std::string& name, const LuaValue& value)
 {
+    zq::initStackLimit();
     HeapScope scope(impl_->heap);
     impl_->setGlobalValue(name, impl_->publicToValue(value));
 }
 
 bool LuaVM::getGlobal(const std::string& name, LuaValue& out) const
 {
+    zq::initStackLimit();
     HeapScope scope(impl_->heap);
     try
     {

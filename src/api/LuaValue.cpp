@@ -6,6 +6,8 @@
 #include "support/NumberFormat.hpp"
 #include "support/StackGuard.hpp"
 
+#include <new>
+
 namespace velmar::lua
 {
 
@@ -29,10 +31,121 @@ LuaValue::LuaValue(std::shared_ptr<LuaFunctionHandle> function) noexcept
 {
 }
 LuaValue::LuaValue(const LuaValue& other) = default;
-LuaValue::LuaValue(LuaValue&& other) noexcept = default;
-LuaValue& LuaValue::operator=(const LuaValue& other) = default;
-LuaValue& LuaValue::operator=(LuaValue&& other) noexcept = default;
-LuaValue::~LuaValue() = default;
+// A moved-from value reads as nil (its payload keeps only an empty husk).
+LuaValue::LuaValue(LuaValue&& other) noexcept
+    : type_(std::exchange(other.type_, Type::Nil)), payload_(std::move(other.payload_))
+{
+}
+
+// Both assignments drop an old array or map through ~LuaValue, so a long chain is freed without
+// recursion, and only after the new value is in place (it may live inside the old one).
+LuaValue& LuaValue::operator=(const LuaValue& other)
+{
+    if (type_ == Type::Array || type_ == Type::Map)
+    {
+        if (this != &other)
+        {
+            const LuaValue old(std::move(*this));
+            type_ = other.type_;
+            payload_ = other.payload_;
+        }
+        return *this;
+    }
+    type_ = other.type_;
+    payload_ = other.payload_;
+    return *this;
+}
+
+LuaValue& LuaValue::operator=(LuaValue&& other) noexcept
+{
+    if (type_ == Type::Array || type_ == Type::Map)
+    {
+        if (this != &other)
+        {
+            const LuaValue old(std::move(*this));
+            type_ = other.type_;
+            payload_ = std::move(other.payload_);
+        }
+        return *this;
+    }
+    type_ = other.type_;
+    payload_ = std::move(other.payload_);
+    return *this;
+}
+
+LuaValue::~LuaValue()
+{
+    if (type_ == Type::Array || type_ == Type::Map)
+    {
+        releaseNested();
+    }
+}
+
+namespace
+{
+
+// Releases nested this deep run the ordinary way; deeper ones wait for the outermost release.
+constexpr int kReleaseDepth = 64;
+
+struct ReleaseState
+{
+    int depth = 0;
+    std::vector<LuaValue>* pending = nullptr; // the outermost release's worklist
+};
+// Initial-exec: a plain thread-pointer access instead of a resolver call on every release.
+[[gnu::tls_model("initial-exec")]] constinit thread_local ReleaseState gRelease;
+
+} // namespace
+
+// Freeing a nested array or map frees its elements first, one machine frame per level. Past a fixed
+// depth a release is handed to the outermost one, which frees it after its own payload: a chain of any
+// length is freed within a bounded stack, and shallow values pay only a thread-local counter. The
+// worklist lives in the outermost release's frame, so nothing outlives it.
+void LuaValue::releaseNested() noexcept
+{
+    ReleaseState& state = gRelease;
+    if (state.depth >= kReleaseDepth)
+    {
+        try
+        {
+            state.pending->push_back(std::move(*this));
+            return;
+        }
+        catch (const std::bad_alloc&)
+        {
+            // No room to defer: free it here, the ordinary way.
+        }
+    }
+    auto dropPayload = [this] {
+        if (auto* array = std::get_if<LuaValueArray>(&payload_))
+        {
+            array->reset();
+        }
+        else if (auto* map = std::get_if<LuaValueMap>(&payload_))
+        {
+            map->reset();
+        }
+    };
+    if (state.depth != 0)
+    {
+        ++state.depth;
+        dropPayload();
+        --state.depth;
+        return;
+    }
+    std::vector<LuaValue> pending;
+    state.pending = &pending;
+    state.depth = 1;
+    dropPayload();
+    while (!pending.empty())
+    {
+        LuaValue next = std::move(pending.back());
+        pending.pop_back();
+        // `next` dies here, one level below this release, deferring what lies too deep again.
+    }
+    state.depth = 0;
+    state.pending = nullptr;
+}
 
 LuaValue::LuaValue(std::vector<LuaValue> array)
     : type_(Type::Array), payload_(std::make_shared<std::vector<LuaValue>>(std::move(array)))

@@ -38,12 +38,14 @@ TableKey stringKey(const Value& text)
     failRuntime(line, std::string("operator '") + symbol + "' expects numbers");
 }
 
-Value concatenate(const Value& left, const Value& right)
+// Spends the bytes it produces against the step budget (before copying, when the size is known).
+Value concatenate(LuaVM::Impl& vm, const Value& left, const Value& right, std::uint32_t line)
 {
     if (left.isString() && right.isString())
     {
         const LuaString& a = *left.string();
         const LuaString& b = *right.string();
+        vm.spendStepsForBytes(a.size() + b.size(), line);
         Ref<LuaString> joined = LuaString::makeUninitialized(a.size() + b.size());
         std::memcpy(joined->mutableData(), a.data(), a.size());
         std::memcpy(joined->mutableData() + a.size(), b.data(), b.size());
@@ -52,6 +54,7 @@ Value concatenate(const Value& left, const Value& right)
     std::string text;
     left.appendTo(text);
     right.appendTo(text);
+    vm.spendStepsForBytes(text.size(), line);
     return Value(text);
 }
 
@@ -405,7 +408,7 @@ Value LuaVM::Impl::binaryOperation(const BinaryExpr& expr, const Value& left, co
             failRuntime(expr.line, "modulo by zero");
         }
         return moduloNumbers(left, right);
-    case TokenKind::DotDot: return concatenate(left, right);
+    case TokenKind::DotDot: return concatenate(*this, left, right, expr.line);
     case TokenKind::Equal:
         if (left.isInteger() && right.isInteger())
         {

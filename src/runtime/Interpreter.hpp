@@ -163,6 +163,30 @@ public:
     }
     // Ends the run for an interrupt or an exhausted budget, or collects cycles between two steps.
     void serviceStep(std::uint32_t line);
+    // Several steps at once, for work that one step does not cover; the interrupt is checked too.
+    void spendSteps(std::uint64_t steps, std::uint32_t line)
+    {
+        if (steps >= stepsLeft) [[unlikely]]
+        {
+            stepsLeft = 0;
+            serviceStep(line); // fails the run: interrupted, or out of steps
+        }
+        stepsLeft -= steps;
+        if (attention.load(std::memory_order_relaxed) != 0) [[unlikely]]
+        {
+            serviceStep(line);
+        }
+    }
+    // Bulk string work: an operation producing `bytes` bytes spends one further step per full
+    // kBytesPerStep, so a step's work stays bounded however long the strings grow.
+    static constexpr std::uint64_t kBytesPerStep = 1024;
+    void spendStepsForBytes(std::size_t bytes, std::uint32_t line)
+    {
+        if (bytes >= kBytesPerStep) [[unlikely]]
+        {
+            spendSteps(bytes / kBytesPerStep, line);
+        }
+    }
 
     void guardStack(std::uint32_t line) const
     {

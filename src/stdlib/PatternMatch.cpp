@@ -3,6 +3,8 @@
 
 #include "support/Regex.hpp"
 
+#include <cstring>
+
 namespace velmar::lua
 {
 namespace
@@ -171,15 +173,54 @@ std::string translateLuaPatternToRegex(std::string_view pattern)
     return out;
 }
 
-bool findPattern(std::string_view subject, std::string_view pattern, std::size_t init, bool plain, PatternMatch& out)
+namespace
+{
+
+// The first occurrence of `needle` at or after `from`, as std::string_view::find finds it, reporting one
+// unit per byte skipped and the needle's length per candidate compared (the worst case is quadratic).
+std::size_t findPlain(std::string_view subject, std::string_view needle, std::size_t from, zq::regex_budget& work)
+{
+    const std::size_t m = needle.size();
+    if (m == 0)
+    {
+        return from;
+    }
+    const std::size_t n = subject.size();
+    std::size_t at = from;
+    while (n - at >= m)
+    {
+        const void* hit = std::memchr(subject.data() + at, needle[0], n - at - m + 1);
+        if (hit == nullptr)
+        {
+            work.add(n - at);
+            return std::string_view::npos;
+        }
+        const auto candidate = static_cast<std::size_t>(static_cast<const char*>(hit) - subject.data());
+        work.add(candidate - at + m);
+        if (std::memcmp(subject.data() + candidate, needle.data(), m) == 0)
+        {
+            return candidate;
+        }
+        at = candidate + 1;
+    }
+    return std::string_view::npos;
+}
+
+} // namespace
+
+bool findPattern(std::string_view subject, std::string_view pattern, std::size_t init, bool plain, PatternMatch& out,
+                 zq::regex_budget* budget)
 {
     if (init > subject.size())
     {
         return false;
     }
+    zq::unbounded_budget unbounded;
+    zq::regex_budget& work = budget != nullptr ? *budget : unbounded;
+    work.add(pattern.size());
     if (plain)
     {
-        const std::size_t at = subject.find(pattern, init);
+        const std::size_t at = findPlain(subject, pattern, init, work);
         if (at == std::string_view::npos)
         {
             return false;
@@ -192,7 +233,7 @@ bool findPattern(std::string_view subject, std::string_view pattern, std::size_t
     const zq::regex re(translateLuaPatternToRegex(pattern));
     zq::match_results results;
     // Searching only the suffix makes a leading `^` anchor at init.
-    if (!zq::regex_search(subject.substr(init), results, re))
+    if (!zq::regex_search(subject.substr(init), results, re, &work))
     {
         return false;
     }

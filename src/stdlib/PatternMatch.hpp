@@ -6,6 +6,11 @@
 #include <string_view>
 #include <vector>
 
+namespace zq
+{
+class regex_budget;
+}
+
 namespace velmar::lua
 {
 
@@ -25,7 +30,9 @@ std::string translateLuaPatternToRegex(std::string_view pattern);
 std::string escapeRegexLiteralChar(char c);
 
 // Searches `subject` from the zero-based offset `init`; `plain` looks for the pattern as literal text.
-// A leading `^` anchors at `init`. An `init` past the end of the subject never matches.
-bool findPattern(std::string_view subject, std::string_view pattern, std::size_t init, bool plain, PatternMatch& out);
+// A leading `^` anchors at `init`. An `init` past the end of the subject never matches. The work goes to
+// `budget` when there is one: the pattern's length, then the search's own units.
+bool findPattern(std::string_view subject, std::string_view pattern, std::size_t init, bool plain, PatternMatch& out,
+                 zq::regex_budget* budget = nullptr);
 
 } // namespace velmar::lua

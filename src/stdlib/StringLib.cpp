@@ -19,9 +19,24 @@ namespace
 
 using Impl = LuaVM::Impl;
 
+// Charges a pattern call's work (matcher units and bytes produced) to the run's step budget, so a step
+// limit or an interrupt stops even one long search, at the call's line.
+class StepBudget final : public zq::regex_budget
+{
+public:
+    StepBudget(LuaVM& vm, std::uint32_t line) : vm_(Impl::of(vm)), line_(line) {}
+
+private:
+    void spend(std::uint64_t steps) override { vm_.spendSteps(steps, line_); }
+
+    Impl& vm_;
+    std::uint32_t line_;
+};
+
 // The shared part of find and match: subject, pattern and init checked in that order, then one search
 // from max(init, 1) - 1. A negative init does not count from the end.
-bool searchArguments(const char* name, ValueSpan args, std::uint32_t line, bool plain, PatternMatch& match)
+bool searchArguments(LuaVM& vm, const char* name, ValueSpan args, std::uint32_t line, bool plain,
+                     PatternMatch& match)
 {
     const Value& subject = Impl::requireString(name, args, 0, line);
     const Value& pattern = Impl::requireString(name, args, 1, line);
@@ -31,7 +46,8 @@ bool searchArguments(const char* name, ValueSpan args, std::uint32_t line, bool 
         const std::int64_t init = Impl::requireInteger(name, args, 2, line);
         offset = init < 1 ? 0 : static_cast<std::size_t>(init - 1);
     }
-    return findPattern(subject.stringView(), pattern.stringView(), offset, plain, match);
+    StepBudget budget(vm, line);
+    return findPattern(subject.stringView(), pattern.stringView(), offset, plain, match, &budget);
 }
 
 // One string per capture; the matcher has no groups, so in practice there are none.
@@ -43,7 +59,7 @@ void pushCaptures(const PatternMatch& match, MultiValue& results)
     }
 }
 
-MultiValue stringSub(LuaVM&, ValueSpan args, unsigned line)
+MultiValue stringSub(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("string.sub", args.size(), 2, 3);
     const Value& subject = Impl::requireString("string.sub", args, 0, line);
@@ -66,15 +82,16 @@ MultiValue stringSub(LuaVM&, ValueSpan args, unsigned line)
     {
         return MultiValue(subject); // the whole string: share it instead of copying
     }
-    return MultiValue(
-        Value(text.substr(static_cast<std::size_t>(start - 1), static_cast<std::size_t>(stop - start + 1))));
+    const auto size = static_cast<std::size_t>(stop - start + 1);
+    Impl::of(vm).spendStepsForBytes(size, line);
+    return MultiValue(Value(text.substr(static_cast<std::size_t>(start - 1), size)));
 }
 
-MultiValue stringFind(LuaVM&, ValueSpan args, unsigned line)
+MultiValue stringFind(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("string.find", args.size(), 2, 4);
     PatternMatch match;
-    if (!searchArguments("string.find", args, line, args.size() > 3 && args[3].isTruthy(), match))
+    if (!searchArguments(vm, "string.find", args, line, args.size() > 3 && args[3].isTruthy(), match))
     {
         return MultiValue(Value());
     }
@@ -85,11 +102,11 @@ MultiValue stringFind(LuaVM&, ValueSpan args, unsigned line)
     return results;
 }
 
-MultiValue stringMatch(LuaVM&, ValueSpan args, unsigned line)
+MultiValue stringMatch(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("string.match", args.size(), 2, 3);
     PatternMatch match;
-    if (!searchArguments("string.match", args, line, false, match))
+    if (!searchArguments(vm, "string.match", args, line, false, match))
     {
         return MultiValue(Value());
     }
@@ -103,17 +120,19 @@ MultiValue stringMatch(LuaVM&, ValueSpan args, unsigned line)
 }
 
 // Every match is collected now, before the loop takes its first step.
-MultiValue stringGmatch(LuaVM&, ValueSpan args, unsigned line)
+MultiValue stringGmatch(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("string.gmatch", args.size(), 2, 2);
     const Value& subject = Impl::requireString("string.gmatch", args, 0, line);
     const Value& pattern = Impl::requireString("string.gmatch", args, 1, line);
+    StepBudget budget(vm, line);
+    budget.add(pattern.string()->size());
     const zq::regex re(translateLuaPatternToRegex(pattern.stringView()));
     const std::string_view text = subject.stringView();
     Ref<IteratorState> state = makeRef<IteratorState>();
     state->kind = IteratorState::Kind::List;
     const zq::sregex_iterator end;
-    for (zq::sregex_iterator it(text.data(), text.data() + text.size(), re); it != end; ++it)
+    for (zq::sregex_iterator it(text.data(), text.data() + text.size(), re, &budget); it != end; ++it)
     {
         const zq::match_results& match = *it;
         MultiValue item;
@@ -134,13 +153,15 @@ MultiValue stringGmatch(LuaVM&, ValueSpan args, unsigned line)
 }
 
 // The replacement is the text of the third argument, taken literally: no %0-%9, no functions or tables.
-MultiValue stringGsub(LuaVM&, ValueSpan args, unsigned line)
+MultiValue stringGsub(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("string.gsub", args.size(), 3, 3);
     const Value& subject = Impl::requireString("string.gsub", args, 0, line);
     const Value& pattern = Impl::requireString("string.gsub", args, 1, line);
     std::string replacement;
     args[2].appendTo(replacement);
+    StepBudget budget(vm, line);
+    budget.add(pattern.string()->size());
     const zq::regex re(translateLuaPatternToRegex(pattern.stringView()));
     const std::string_view text = subject.stringView();
     const char* cursor = text.data();
@@ -149,13 +170,14 @@ MultiValue stringGsub(LuaVM&, ValueSpan args, unsigned line)
     long long count = 0;
     zq::match_results match;
     // Each search treats the cursor as the start of the text, so a leading `^` anchors there every time.
-    while (zq::regex_search(cursor, end, match, re))
+    while (zq::regex_search(cursor, end, match, re, &budget))
     {
         if (count == 0)
         {
             result.reserve(text.size());
         }
         const zq::sub_match& whole = match[0];
+        budget.add(static_cast<std::size_t>(whole.first - cursor) + replacement.size()); // bytes produced
         result.append(cursor, whole.first);
         result += replacement;
         cursor = whole.second;
@@ -176,6 +198,7 @@ MultiValue stringGsub(LuaVM&, ValueSpan args, unsigned line)
     }
     else
     {
+        budget.add(static_cast<std::size_t>(end - cursor));
         result.append(cursor, end);
         results.push(Value(std::string_view(result)));
     }
@@ -184,7 +207,7 @@ MultiValue stringGsub(LuaVM&, ValueSpan args, unsigned line)
 }
 
 // Tokens are single bytes after `%`: no flags, widths or precisions.
-MultiValue stringFormat(LuaVM&, ValueSpan args, unsigned line)
+MultiValue stringFormat(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("string.format", args.size(), 1, kUnbounded);
     const std::string_view format = Impl::requireString("string.format", args, 0, line).stringView();
@@ -235,10 +258,11 @@ MultiValue stringFormat(LuaVM&, ValueSpan args, unsigned line)
         default: failRuntime(line, std::string("unsupported format token %") + token);
         }
     }
+    Impl::of(vm).spendStepsForBytes(out.size(), line);
     return MultiValue(Value(std::string_view(out)));
 }
 
-MultiValue stringRep(LuaVM&, ValueSpan args, unsigned line)
+MultiValue stringRep(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("string.rep", args.size(), 2, 2);
     const Value& subject = Impl::requireString("string.rep", args, 0, line);
@@ -259,6 +283,7 @@ MultiValue stringRep(LuaVM&, ValueSpan args, unsigned line)
         throw std::bad_alloc();
     }
     const std::size_t total = piece * static_cast<std::size_t>(count);
+    Impl::of(vm).spendStepsForBytes(total, line); // before the work, so a step limit stops it unallocated
     Ref<LuaString> result = LuaString::makeUninitialized(total);
     char* data = result->mutableData();
     std::memcpy(data, subject.string()->data(), piece);

@@ -74,7 +74,7 @@ MultiValue tableRemove(LuaVM&, ValueSpan args, unsigned line)
 }
 
 // Every element is accepted and shown with its text; there are no i and j bounds.
-MultiValue tableConcat(LuaVM&, ValueSpan args, unsigned line)
+MultiValue tableConcat(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("table.concat", args.size(), 1, 2);
     Table* table = Impl::requireTable("table.concat", args, 0, line);
@@ -93,6 +93,7 @@ MultiValue tableConcat(LuaVM&, ValueSpan args, unsigned line)
         }
         tableGetInteger(table, k).appendTo(out);
     }
+    Impl::of(vm).spendStepsForBytes(out.size(), line);
     return MultiValue(Value(std::string_view(out)));
 }
 

@@ -179,25 +179,33 @@ bool regex_atom_matches(std::string_view pattern, std::size_t pi, char c, unsign
     return atomTest(pattern, pi, next, c, flags);
 }
 
-bool regex_match_here(std::string_view pattern, std::size_t pi, std::string_view text, std::size_t ti, unsigned flags,
-                      std::size_t& end)
+namespace
 {
+
+bool matchHere(std::string_view pattern, std::size_t pi, std::string_view text, std::size_t ti, unsigned flags,
+               std::size_t& end, regex_budget& work)
+{
+    work.add(1);
     if (stackExhausted())
     {
         throw runtime_error("stack overflow");
     }
     const std::size_t m = pattern.size();
     const std::size_t n = text.size();
+    // Bytes passed by plain atoms are reported once, on the way out.
+    const std::size_t start = ti;
     // Plain atoms advance in this loop; only quantified atoms recurse, so the depth follows the quantifiers.
     for (;;)
     {
         if (pi == m)
         {
+            work.add(ti - start);
             end = ti;
             return true;
         }
         if (pi + 1 == m && pattern[pi] == '$')
         {
+            work.add(ti - start);
             end = ti;
             return ti == n;
         }
@@ -212,6 +220,7 @@ bool regex_match_here(std::string_view pattern, std::size_t pi, std::string_view
         }
         if (next < m && isQuantifier(pattern[next]))
         {
+            work.add(ti - start);
             const char quantifier = pattern[next];
             const std::size_t rest = next + 1;
             const std::size_t restEnd = requiredAtomEnd(pattern, rest);
@@ -220,7 +229,7 @@ bool regex_match_here(std::string_view pattern, std::size_t pi, std::string_view
             { return restEnd != 0 && j < n && !atomTest(pattern, rest, restEnd, text[j], flags); };
             if (quantifier != '+' && !restFailsAt(ti))
             {
-                if (regex_match_here(pattern, rest, text, ti, flags, end))
+                if (matchHere(pattern, rest, text, ti, flags, end, work))
                 {
                     return true; // zero occurrences are preferred whenever the rest matches
                 }
@@ -237,9 +246,10 @@ bool regex_match_here(std::string_view pattern, std::size_t pi, std::string_view
                     ++k;
                 }
             }
+            work.add(2 * (k - ti)); // the run scanned, and at most as many places to backtrack to
             for (std::size_t j = k; j > ti; --j)
             {
-                if (!restFailsAt(j) && regex_match_here(pattern, rest, text, j, flags, end))
+                if (!restFailsAt(j) && matchHere(pattern, rest, text, j, flags, end, work))
                 {
                     return true;
                 }
@@ -248,6 +258,7 @@ bool regex_match_here(std::string_view pattern, std::size_t pi, std::string_view
         }
         if (!atomMatched)
         {
+            work.add(ti - start);
             return false;
         }
         pi = next;
@@ -255,8 +266,19 @@ bool regex_match_here(std::string_view pattern, std::size_t pi, std::string_view
     }
 }
 
-bool regex_search(const char* first, const char* last, match_results& results, const regex& re)
+} // namespace
+
+bool regex_match_here(std::string_view pattern, std::size_t pi, std::string_view text, std::size_t ti, unsigned flags,
+                      std::size_t& end)
 {
+    unbounded_budget unbounded;
+    return matchHere(pattern, pi, text, ti, flags, end, unbounded);
+}
+
+bool regex_search(const char* first, const char* last, match_results& results, const regex& re, regex_budget* budget)
+{
+    unbounded_budget unbounded;
+    regex_budget& work = budget != nullptr ? *budget : unbounded;
     initStackLimit();
     results.searchFirst_ = first;
     results.searchLast_ = last;
@@ -280,7 +302,7 @@ bool regex_search(const char* first, const char* last, match_results& results, c
 
     if (!pattern.empty() && pattern[0] == '^')
     {
-        return regex_match_here(pattern, 1, text, 0, flags, end) && found(0);
+        return matchHere(pattern, 1, text, 0, flags, end, work) && found(0);
     }
     // A first atom that cannot occur zero times must match where a match starts, so the scan skips every
     // other position. At the end position the atom is never tested, so that one goes through the matcher.
@@ -292,31 +314,35 @@ bool regex_search(const char* first, const char* last, match_results& results, c
         std::size_t ti = 0;
         while (ti < n)
         {
+            const std::size_t from = ti;
             if (literal)
             {
                 const void* hit = std::memchr(first + ti, lead, n - ti);
-                if (hit == nullptr)
-                {
-                    break;
-                }
-                ti = static_cast<std::size_t>(static_cast<const char*>(hit) - first);
+                ti = hit == nullptr ? n : static_cast<std::size_t>(static_cast<const char*>(hit) - first);
             }
-            else if (!atomTest(pattern, 0, firstEnd, text[ti], flags))
+            else
             {
-                ++ti;
-                continue;
+                while (ti < n && !atomTest(pattern, 0, firstEnd, text[ti], flags))
+                {
+                    ++ti;
+                }
             }
-            if (regex_match_here(pattern, 0, text, ti, flags, end))
+            work.add(ti - from); // the bytes skipped
+            if (ti == n)
+            {
+                break;
+            }
+            if (matchHere(pattern, 0, text, ti, flags, end, work))
             {
                 return found(ti);
             }
             ++ti;
         }
-        return regex_match_here(pattern, 0, text, n, flags, end) && found(n);
+        return matchHere(pattern, 0, text, n, flags, end, work) && found(n);
     }
     for (std::size_t ti = 0; ti <= n; ++ti)
     {
-        if (regex_match_here(pattern, 0, text, ti, flags, end))
+        if (matchHere(pattern, 0, text, ti, flags, end, work))
         {
             return found(ti);
         }
@@ -324,8 +350,8 @@ bool regex_search(const char* first, const char* last, match_results& results, c
     return false;
 }
 
-sregex_iterator::sregex_iterator(const char* first, const char* last, const regex& re)
-    : position_(first), last_(last), regex_(&re)
+sregex_iterator::sregex_iterator(const char* first, const char* last, const regex& re, regex_budget* budget)
+    : position_(first), last_(last), regex_(&re), budget_(budget)
 {
     if (first > last)
     {
@@ -336,7 +362,7 @@ sregex_iterator::sregex_iterator(const char* first, const char* last, const rege
 
 void sregex_iterator::search()
 {
-    atEnd_ = !regex_search(position_, last_, match_, *regex_);
+    atEnd_ = !regex_search(position_, last_, match_, *regex_, budget_);
 }
 
 sregex_iterator& sregex_iterator::operator++()

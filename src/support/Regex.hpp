@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <string>
 #include <string_view>
@@ -26,6 +27,50 @@ public:
 private:
     std::string pattern_;
     unsigned flags_ = 0;
+};
+
+// The matcher's work, reported so that a caller can bound it. A search adds one unit for every byte of
+// text it tests against an atom or skips while looking for a start, and one for every position where it
+// tries the rest of the pattern; callers may add units of their own (bytes they produce). Every full
+// units_per_step units reach spend(), which may throw to abandon the search; a remainder carries over
+// to the next search through the same budget.
+class regex_budget
+{
+public:
+    static constexpr std::uint64_t units_per_step = 1024;
+
+    void add(std::uint64_t units)
+    {
+        pending_ += units;
+        if (pending_ >= units_per_step) [[unlikely]]
+        {
+            settle();
+        }
+    }
+
+protected:
+    regex_budget() = default;
+    regex_budget(const regex_budget&) = default;
+    regex_budget& operator=(const regex_budget&) = default;
+    ~regex_budget() = default;
+
+    virtual void spend(std::uint64_t steps) = 0;
+
+private:
+    void settle()
+    {
+        const std::uint64_t steps = pending_ / units_per_step;
+        pending_ %= units_per_step;
+        spend(steps);
+    }
+
+    std::uint64_t pending_ = 0;
+};
+
+// A budget that bounds nothing.
+class unbounded_budget final : public regex_budget
+{
+    void spend(std::uint64_t) override {}
 };
 
 // One matched range of the searched text; `second` is exclusive.
@@ -67,7 +112,8 @@ public:
     const char* searchEnd() const noexcept { return searchLast_; }
 
 private:
-    friend bool regex_search(const char* first, const char* last, match_results& results, const regex& re);
+    friend bool regex_search(const char* first, const char* last, match_results& results, const regex& re,
+                             regex_budget* budget);
 
     static constexpr sub_match kUnmatched{};
 
@@ -78,12 +124,14 @@ private:
 
 // Searches [first, last) for the first position where the pattern matches; `first` is the start of the text,
 // so a leading `^` anchors there. On failure the results hold no entry. Throws runtime_error("stack overflow")
-// when the backtracking would exhaust the thread's stack.
-bool regex_search(const char* first, const char* last, match_results& results, const regex& re);
+// when the backtracking would exhaust the thread's stack. A null budget leaves the work unbounded.
+bool regex_search(const char* first, const char* last, match_results& results, const regex& re,
+                  regex_budget* budget = nullptr);
 
-inline bool regex_search(std::string_view text, match_results& results, const regex& re)
+inline bool regex_search(std::string_view text, match_results& results, const regex& re,
+                         regex_budget* budget = nullptr)
 {
-    return regex_search(text.data(), text.data() + text.size(), results, re);
+    return regex_search(text.data(), text.data() + text.size(), results, re, budget);
 }
 
 // Walks successive matches of [first, last). Each step searches afresh from where the last match ended
@@ -98,8 +146,9 @@ public:
     using reference = const match_results&;
 
     sregex_iterator() = default;
-    sregex_iterator(const char* first, const char* last, const regex& re);
-    sregex_iterator(const char* first, const char* last, regex&& re) = delete;
+    // Every search reports its work to `budget` (when not null), which must outlive the iterator.
+    sregex_iterator(const char* first, const char* last, const regex& re, regex_budget* budget = nullptr);
+    sregex_iterator(const char* first, const char* last, regex&& re, regex_budget* budget = nullptr) = delete;
 
     sregex_iterator& operator++();
     sregex_iterator operator++(int)
@@ -120,6 +169,7 @@ private:
     const char* position_ = nullptr;
     const char* last_ = nullptr;
     const regex* regex_ = nullptr;
+    regex_budget* budget_ = nullptr;
     match_results match_;
     bool atEnd_ = true;
 };

@@ -7,6 +7,7 @@
 
 #include <pthread.h>
 
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -379,6 +380,92 @@ TEST(LuaVMLimitTest, InterruptFromAnotherThreadStopsTheRun)
     EXPECT_EQ(run(vm, "ready()\nlocal ok = pcall(function() while true do end end)\nreturn ok").error,
               "main.lua:2: interrupted");
     EXPECT_EQ(run(vm, "return 'usable'").value.asString(), "usable"); // a new run starts uninterrupted
+}
+
+// Runs `source` under limits just at and just below `steps`: the first succeeds, the second fails at `line`.
+testing::AssertionResult costsExactly(const std::string& source, std::uint64_t steps, int line)
+{
+    LuaVM vm;
+    vm.setStepLimit(steps);
+    const LuaResult enough = run(vm, source);
+    if (!enough.success)
+    {
+        return testing::AssertionFailure() << steps << " steps are not enough: " << enough.error;
+    }
+    vm.setStepLimit(steps - 1);
+    const std::string expected = "main.lua:" + std::to_string(line) + ": step limit exceeded";
+    const LuaResult short_ = run(vm, source);
+    if (short_.success || short_.error != expected)
+    {
+        return testing::AssertionFailure() << steps - 1 << " steps give \"" << (short_.success ? "success" : short_.error)
+                                           << "\", not \"" << expected << "\"";
+    }
+    return testing::AssertionSuccess();
+}
+
+// Strings are charged by size: one further step per full 1,024 bytes an operation produces, on top of
+// the steps of its statement and call; below 1,024 bytes nothing changes.
+TEST(LuaVMLimitTest, BulkStringWorkSpendsStepsBySize)
+{
+    // return (1) + call (1) + 10 KiB (10)
+    EXPECT_TRUE(costsExactly("return #string.rep('ab', 5120)", 12, 1));
+    EXPECT_TRUE(costsExactly("return #string.rep('ab', 511)", 2, 1)); // 1,022 bytes
+    // local (1) + rep (1) + local (1) + s .. s, 2,000 bytes (1) + s .. that, 3,000 bytes (2) + return (1)
+    EXPECT_TRUE(costsExactly("local s = string.rep('x', 1000)\nlocal t = s .. s .. s\nreturn #t", 7, 3));
+    EXPECT_TRUE(costsExactly("local s = string.rep('x', 1023)\nreturn #(s .. 1)", 4, 2)); // 1,024 bytes
+    // local (1) + rep (1) + 3,000 bytes (2) + return (1) + sub (1) + 2,999 bytes (2)
+    EXPECT_TRUE(costsExactly("local s = string.rep('a', 3000)\nreturn #string.sub(s, 2)", 8, 2));
+    // two reps of 1,000 bytes, then format (1) + 2,000 bytes (1)
+    EXPECT_TRUE(costsExactly("return #string.format('%s-%s', string.rep('x', 1000), string.rep('y', 1000))", 5, 1));
+    // local (1) + for (1) + 512 iterations of one statement (1,024) + return (1) + concat (1) + 2,559 bytes (2)
+    EXPECT_TRUE(costsExactly("local t = {}\nfor i = 1, 512 do t[i] = 'abcd' end\nreturn #table.concat(t, ',')", 1030, 3));
+
+    // Appending to a growing string: iteration k costs 3 steps plus k for the k KiB it copies, so 10,000
+    // steps allow 137 iterations (3k + k(k+1)/2 reaches 10,000 at k = 138) instead of thousands.
+    LuaVM vm;
+    vm.setStepLimit(10000);
+    EXPECT_EQ(run(vm, "n = 0\nlocal piece, s = string.rep('x', 1024), ''\nwhile true do s = s .. piece n = n + 1 end")
+                  .error,
+              "main.lua:3: step limit exceeded");
+    LuaValue count;
+    ASSERT_TRUE(vm.getGlobal("n", count));
+    EXPECT_EQ(count.asInteger(), 137);
+}
+
+// Pattern calls spend a step per 1,024 units of matching work (a byte tested or skipped, a start tried,
+// a byte produced), so one call that searches for a long time is stopped like a loop would be.
+TEST(LuaVMLimitTest, PatternMatchingSpendsStepsByWork)
+{
+    // local (1) + rep (1) + 3,000 bytes (2) + return (1) + find (1) + 3,002 units (2): the pattern's byte,
+    // 3,000 bytes skipped looking for a `b`, one attempt at the end
+    EXPECT_TRUE(costsExactly("local s = string.rep('a', 3000)\nreturn string.find(s, 'b')", 8, 2));
+    EXPECT_TRUE(costsExactly("local s = string.rep('a', 3000)\nreturn string.find(s, 'b', 1, true)", 8, 2));
+    EXPECT_TRUE(costsExactly("return string.find('hello world', 'o w')", 2, 1)); // ordinary calls: no extra step
+
+    LuaVM vm;
+    vm.setStepLimit(10000);
+    // Quadratic backtracking inside one call, with pcall around it: not caught, stopped at its line.
+    EXPECT_EQ(run(vm, "local s = string.rep('a', 100000) .. \"'b\"\nreturn pcall(string.find, s, 'a*b')").error,
+              "main.lua:2: step limit exceeded");
+    // Ordinary matching under the same limit goes on as before.
+    const LuaResult ordinary =
+        run(vm, "local s = string.rep('ab', 1000)\nlocal n = 0\nfor w in string.gmatch(s, 'a*b') do n = n + 1 end\nreturn n");
+    ASSERT_TRUE(ordinary.success) << ordinary.error;
+    EXPECT_EQ(ordinary.value.asInteger(), 1000);
+    EXPECT_EQ(run(vm, "local s = string.rep('a', 100000)\nreturn string.gsub(s, 'a*a*a*a*a*a*b', '')").error,
+              "main.lua:2: step limit exceeded");
+
+    // An interrupt reaches a search in progress.
+    vm.setStepLimit(0);
+    vm.bindFunction("ready", [](LuaVM& self, const std::vector<LuaValue>&) {
+        std::thread([&self] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            self.interrupt();
+        }).detach();
+        return LuaValue();
+    });
+    EXPECT_EQ(run(vm, "local s = string.rep('a', 1000000) .. \"'b\"\nready()\nreturn string.match(s, 'a*b')").error,
+              "main.lua:3: interrupted");
 }
 
 // ---- Containers and files ----

@@ -7,7 +7,9 @@
 
 #include <pthread.h>
 
+#include <cstdint>
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -415,6 +417,60 @@ TEST(RegexStackGuardTest, IteratorSearchesAreGuardedToo)
         message = error.what();
     }
     EXPECT_EQ(message, "stack overflow");
+}
+
+// ---- Work budget ----
+
+// Records what a search spends; throws once a cap is passed, as a step limit does.
+class RecordingBudget final : public zq::regex_budget
+{
+public:
+    explicit RecordingBudget(std::uint64_t cap = ~0ULL) : cap_(cap) {}
+    std::uint64_t steps = 0;
+
+private:
+    void spend(std::uint64_t count) override
+    {
+        steps += count;
+        if (steps > cap_)
+        {
+            throw std::runtime_error("spent");
+        }
+    }
+    std::uint64_t cap_;
+};
+
+TEST(RegexBudgetTest, SearchesReportTheirWork)
+{
+    zq::match_results results;
+    // 5,000 bytes skipped looking for `b`, one attempt at the end: 5,001 units, four full steps.
+    const std::string text(5000, 'a');
+    RecordingBudget skipped;
+    EXPECT_FALSE(zq::regex_search(text, results, regex("b"), &skipped));
+    EXPECT_EQ(skipped.steps, 4u);
+    // The remainder carries over: a second search through the same budget completes a fifth step.
+    EXPECT_FALSE(zq::regex_search(text, results, regex("b"), &skipped));
+    EXPECT_EQ(skipped.steps, 9u);
+    // Short searches spend nothing, and a budget never changes what is found.
+    RecordingBudget small;
+    EXPECT_TRUE(zq::regex_search("hello world", results, regex("o w"), &small));
+    EXPECT_EQ(results.position(0), 4u);
+    EXPECT_EQ(small.steps, 0u);
+}
+
+TEST(RegexBudgetTest, ASpendThatThrowsAbandonsAQuadraticSearch)
+{
+    const std::string text = std::string(200000, 'a') + "'b";
+    zq::match_results results;
+    RecordingBudget capped(1000);
+    EXPECT_THROW(zq::regex_search(text, results, regex("a*b"), &capped), std::runtime_error);
+    // Stopped at the first report past the cap (one start position reports at most twice the subject),
+    // not after the 200,000 starts that the whole search would try.
+    EXPECT_GT(capped.steps, 1000u);
+    EXPECT_LE(capped.steps, 1000u + 2 * text.size() / zq::regex_budget::units_per_step + 1);
+    RecordingBudget iterated(10);
+    const regex re("a*b");
+    EXPECT_THROW(zq::sregex_iterator(text.data(), text.data() + text.size(), re, &iterated), std::runtime_error);
 }
 
 } // namespace

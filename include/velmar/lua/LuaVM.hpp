@@ -55,8 +55,11 @@ public:
 
     // Makes `fn` callable as the global `name`; binding a name again replaces it.
     void bindFunction(const std::string& name, NativeFunction fn);
+    // Throws an error of the library's family ("stack overflow") when `value` is nested too deeply for
+    // the calling thread's stack or contains itself; the global is then unchanged.
     void setGlobal(const std::string& name, const LuaValue& value);
-    // False (and `out` untouched) when the global is nil or cannot be expressed as a LuaValue.
+    // False (and `out` untouched) when the global is nil or cannot be expressed as a LuaValue (a table
+    // nested too deeply for the calling thread's stack included).
     bool getGlobal(const std::string& name, LuaValue& out) const;
 
     // Checks the source and packs it into a container; a syntax error is thrown.
@@ -77,6 +80,14 @@ public:
     // Bounds every later run: one that executes more than `steps` statements, calls and loop
     // iterations fails with "step limit exceeded" at the current line. 0 (the default) means no limit.
     // pcall cannot catch it, and the interpreter stays usable.
+    // Work that grows with string sizes spends further steps, counted per operation and rounded down,
+    // so that no single step does unbounded work:
+    //  - concatenation, string.rep, string.sub, string.format and table.concat: one step per full
+    //    1,024 bytes of the string they produce (string.rep before it allocates);
+    //  - string.find, match, gmatch and gsub: one step per full 1,024 units of matching work in the
+    //    call, a unit being one byte of the pattern, one byte of the subject tested or skipped, one
+    //    position where the rest of the pattern is tried, or one byte of gsub's result.
+    // An ordinary call on short strings spends no extra step; a long search stops at its call's line.
     void setStepLimit(std::uint64_t steps);
     // Bounds the memory held by the values this VM creates (strings, tables, functions, the scopes
     // that closures keep): a run that would need more fails with "not enough memory", as it does when
@@ -87,7 +98,8 @@ public:
     // Bytes currently held by this VM's values, as the memory limit counts them.
     std::size_t memoryInUse() const noexcept;
     // Callable from any thread while a run is in progress: the run fails with "interrupted" at its
-    // next statement, call or loop iteration (pcall cannot catch it). Each run starts uninterrupted.
+    // next statement, call or loop iteration, or within a long pattern search (pcall cannot catch it).
+    // Each run starts uninterrupted.
     void interrupt() noexcept;
 
     class Impl;

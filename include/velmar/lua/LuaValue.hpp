@@ -83,7 +83,8 @@ public:
     const std::shared_ptr<LuaFunctionHandle>& asFunction() const;
 
     // nil, decimal integers, six-decimal floats, true/false, strings without quotes,
-    // [a, b] for arrays, {key: value} for maps, [function name] for functions.
+    // [a, b] for arrays, {key: value} for maps, [function name] for functions. Throws "stack overflow"
+    // for a value nested too deeply for the calling thread's stack, or one that contains itself.
     std::string toString() const;
 
     // The name a function value carries ("anonymous" when it has none); empty for other types.
@@ -92,6 +93,8 @@ public:
     // Thrown accessors raise errors of the library's exception family (std::exception, message in what()).
 
 private:
+    void releaseNested() noexcept;
+
     using Payload = std::variant<std::monostate, long long, double, bool, std::string, LuaValueArray, LuaValueMap,
                                  std::shared_ptr<LuaFunctionHandle>>;
     Type type_ = Type::Nil;
