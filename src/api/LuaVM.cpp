@@ -178,17 +178,19 @@ LuaResult LuaVM::Impl::makeFailure(const ProtectedRuntimeError& error, const std
 
 void LuaVM::Impl::bindFunction(const std::string& name, NativeFunction fn)
 {
-    Impl* self = this;
-    auto wrapper = [self, fn = std::move(fn), name](LuaVM& vm, ValueSpan args, unsigned line) -> MultiValue {
+    // The calling interpreter, not this one, converts: a host may hand the function to another VM,
+    // which can call it after this one is gone.
+    auto wrapper = [fn = std::move(fn), name](LuaVM& vm, ValueSpan args, unsigned line) -> MultiValue {
+        const Impl& caller = Impl::of(vm);
         std::vector<LuaValue> arguments;
         arguments.reserve(args.size());
         for (const Value& argument : args)
         {
-            arguments.push_back(self->valueToPublic(argument));
+            arguments.push_back(caller.valueToPublic(argument));
         }
         try
         {
-            return MultiValue(self->publicToValue(fn(vm, arguments)));
+            return MultiValue(caller.publicToValue(fn(vm, arguments)));
         }
         catch (const RuntimeError&)
         {
