@@ -1,6 +1,8 @@
 // Calls: script errors, environments, closures, and calling script and native functions.
 #include "runtime/Interpreter.hpp"
 
+#include <type_traits>
+
 namespace velmar::lua
 {
 
@@ -48,7 +50,20 @@ MultiValue LuaVM::Impl::callValue(const Value& callee, ValueSpan arguments, std:
     return callHandle(callee.function(), arguments, line);
 }
 
-MultiValue LuaVM::Impl::runFunctionBody(const FunctionExpr& function, Environment* environment)
+// The values a return statement left in pendingReturn, as the caller wants them.
+template <> MultiValue LuaVM::Impl::takePendingReturn<MultiValue>()
+{
+    return std::move(pendingReturn);
+}
+
+template <> Value LuaVM::Impl::takePendingReturn<Value>()
+{
+    Value first = pendingReturn.empty() ? Value() : std::move(pendingReturn[0]);
+    pendingReturn.clear();
+    return first;
+}
+
+template <typename Result> Result LuaVM::Impl::runFunctionBody(const FunctionExpr& function, Environment* environment)
 {
     const StmtList& body = function.body;
     const std::size_t count = body.size();
@@ -60,7 +75,7 @@ MultiValue LuaVM::Impl::runFunctionBody(const FunctionExpr& function, Environmen
             const ExecStatus status = executeStatement(*body[i], environment);
             if (status == ExecStatus::Return)
             {
-                return std::move(pendingReturn);
+                return takePendingReturn<Result>();
             }
             if (status == ExecStatus::Break)
             {
@@ -70,21 +85,53 @@ MultiValue LuaVM::Impl::runFunctionBody(const FunctionExpr& function, Environmen
         const auto& tail = static_cast<const ReturnStmt&>(*body.back());
         if (tail.values.empty())
         {
-            return MultiValue();
+            return Result();
         }
         if (tail.values.size() == 1)
         {
-            return evaluateExpressionMulti(*tail.values[0], environment, true);
+            const Expr& value = *tail.values[0];
+            if (value.kind == ExprKind::Call)
+            {
+                return invokeCall<Result>(static_cast<const CallExpr&>(value), environment);
+            }
+            return Result(evaluateExpression(value, environment));
         }
-        return evaluateExpressionList(tail.values, environment);
+        MultiValue values = evaluateExpressionList(tail.values, environment);
+        if constexpr (std::is_same_v<Result, Value>)
+        {
+            return std::move(values[0]);
+        }
+        else
+        {
+            return values;
+        }
     }
     switch (executeStatements(body, environment))
     {
-    case ExecStatus::Normal: return MultiValue();
-    case ExecStatus::Return: return std::move(pendingReturn);
+    case ExecStatus::Normal: return Result();
+    case ExecStatus::Return: return takePendingReturn<Result>();
     case ExecStatus::Break: throw BreakSignal{}; // ends the caller's innermost loop
     }
-    return MultiValue();
+    return Result();
+}
+
+template <typename Result>
+Result LuaVM::Impl::runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line)
+{
+    guardStack(line);
+    countStep(line);
+    try
+    {
+        return runFunctionBody<Result>(function, frame);
+    }
+    catch (const RuntimeError&)
+    {
+        throw;
+    }
+    catch (const zq::exception& error)
+    {
+        failRuntime(line, error.message()); // library errors become script errors at the call's line
+    }
 }
 
 namespace
@@ -109,39 +156,161 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
     {
         failRuntime(line, "attempt to call an empty function");
     }
-    guardStack(line);
-    countStep(line);
-    try
+    if (handle->kind == LuaFunctionHandle::Kind::Native)
     {
-        if (handle->kind == LuaFunctionHandle::Kind::Native)
+        guardStack(line);
+        countStep(line);
+        try
         {
             return handle->native(*owner, arguments, line);
         }
-        const FunctionExpr& function = *handle->function;
-        if (function.slotCount == 0)
+        catch (const RuntimeError&)
         {
-            return runFunctionBody(function, handle->closure.get()); // no parameters or locals: no frame
+            throw;
         }
-        if (function.noFunctions)
+        catch (const zq::exception& error)
         {
-            Environment environment(function.slotCount);
-            environment.setParent(handle->closure.get());
-            bindParameters(function, environment, arguments);
-            return runFunctionBody(function, &environment);
+            failRuntime(line, error.message()); // library errors become script errors at the call's line
         }
-        Ref<Environment> environment = Environment::makeShared(function.slotCount);
-        environment->setParent(handle->closure.get());
-        bindParameters(function, *environment, arguments);
-        return runFunctionBody(function, environment.get());
     }
-    catch (const RuntimeError&)
+    const FunctionExpr& function = *handle->function;
+    if (function.slotCount == 0)
     {
-        throw;
+        return runScriptCall<MultiValue>(function, handle->closure.get(), line); // no parameters or locals: no frame
     }
-    catch (const zq::exception& error)
+    if (function.noFunctions)
     {
-        failRuntime(line, error.message()); // library errors become script errors at the call's line
+        Environment environment(function.slotCount);
+        environment.setParent(handle->closure.get());
+        bindParameters(function, environment, arguments);
+        return runScriptCall<MultiValue>(function, &environment, line);
     }
+    Ref<Environment> environment = Environment::makeShared(function.slotCount);
+    environment->setParent(handle->closure.get());
+    bindParameters(function, *environment, arguments);
+    return runScriptCall<MultiValue>(function, environment.get(), line);
+}
+
+// Evaluates a call's arguments left to right straight into the first `bound` slots of the callee's
+// frame; the others are evaluated for their effects and dropped. Only a final call expands, and only
+// into the slots that are left.
+void LuaVM::Impl::bindArguments(const CallExpr& call, Value* receiver, Value* slots, std::size_t bound,
+                                Environment* environment)
+{
+    std::size_t next = 0;
+    if (receiver)
+    {
+        if (bound != 0)
+        {
+            slots[0] = std::move(*receiver);
+        }
+        next = 1;
+    }
+    const std::vector<ExprPtr>& arguments = call.arguments;
+    const std::size_t count = arguments.size();
+    for (std::size_t i = 0; i < count; ++i, ++next)
+    {
+        const Expr& argument = *arguments[i];
+        if (i + 1 == count && argument.kind == ExprKind::Call)
+        {
+            const auto& inner = static_cast<const CallExpr&>(argument);
+            if (next + 1 >= bound) // one result at most is kept
+            {
+                Value result = invokeCall<Value>(inner, environment);
+                if (next < bound)
+                {
+                    slots[next] = std::move(result);
+                }
+                return;
+            }
+            MultiValue results = invokeCall<MultiValue>(inner, environment);
+            for (std::size_t j = 0; j < results.size() && next < bound; ++j, ++next)
+            {
+                slots[next] = std::move(results[j]);
+            }
+            return;
+        }
+        Value value = evaluateExpression(argument, environment);
+        if (next < bound)
+        {
+            slots[next] = std::move(value);
+        }
+    }
+}
+
+// Any callee but a script function: the arguments are collected into a list for callValue.
+template <typename Result>
+[[gnu::noinline]] Result LuaVM::Impl::invokeCollected(const CallExpr& call, const Value& callee, Value* receiver,
+                                                      Environment* environment)
+{
+    SmallValueStore<6> arguments;
+    if (receiver)
+    {
+        arguments.push(std::move(*receiver));
+    }
+    collectArguments(call.arguments, environment, arguments);
+    MultiValue results = callValue(callee, arguments.span(), call.line);
+    if constexpr (std::is_same_v<Result, Value>)
+    {
+        return results.empty() ? Value() : std::move(results[0]);
+    }
+    else
+    {
+        return results;
+    }
+}
+
+// A call in the tree. A script callee gets its frame first and the arguments evaluated into it, so no
+// argument list is built and copied; everything else goes through callValue.
+template <typename Result> Result LuaVM::Impl::invokeCall(const CallExpr& call, Environment* environment)
+{
+    guardStack(call.line);
+    Value callee;
+    Value receiver;
+    Value* receiverArgument = nullptr;
+    if (call.object)
+    {
+        receiver = evaluateExpression(*call.object, environment);
+        callee = indexValue(receiver, nameKeyOf(call.methodKey, call.methodName), call.line);
+        receiverArgument = &receiver;
+    }
+    else
+    {
+        callee = evaluateExpression(*call.callee, environment);
+    }
+    LuaFunctionHandle* handle = callee.isFunction() ? callee.function() : nullptr;
+    if (!handle || handle->kind != LuaFunctionHandle::Kind::Script)
+    {
+        return invokeCollected<Result>(call, callee, receiverArgument, environment);
+    }
+    const FunctionExpr& function = *handle->function;
+    const std::size_t parameters = function.parameters.size();
+    if (function.slotCount == 0)
+    {
+        bindArguments(call, receiverArgument, nullptr, 0, environment);
+        return runScriptCall<Result>(function, handle->closure.get(), call.line); // no parameters or locals: no frame
+    }
+    if (function.noFunctions)
+    {
+        Environment frame(function.slotCount);
+        frame.setParent(handle->closure.get());
+        bindArguments(call, receiverArgument, frame.slots.data(), std::min(parameters, frame.slotCount()), environment);
+        return runScriptCall<Result>(function, &frame, call.line);
+    }
+    Ref<Environment> frame = Environment::makeShared(function.slotCount);
+    frame->setParent(handle->closure.get());
+    bindArguments(call, receiverArgument, frame->slots.data(), std::min(parameters, frame->slotCount()), environment);
+    return runScriptCall<Result>(function, frame.get(), call.line);
+}
+
+MultiValue LuaVM::Impl::callExpression(const CallExpr& call, Environment* environment)
+{
+    return invokeCall<MultiValue>(call, environment);
+}
+
+Value LuaVM::Impl::callExpressionOne(const CallExpr& call, Environment* environment)
+{
+    return invokeCall<Value>(call, environment);
 }
 
 } // namespace velmar::lua

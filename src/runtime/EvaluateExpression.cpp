@@ -9,16 +9,6 @@ namespace velmar::lua
 namespace
 {
 
-// The key Value of a name in the tree, made once and kept in the node.
-const Value& nameKeyOf(const Value& cache, const std::string& name)
-{
-    if (!cache.isString())
-    {
-        const_cast<Value&>(cache) = Value(name);
-    }
-    return cache;
-}
-
 TableKey stringKey(const Value& text)
 {
     return TableKey::makeString(Ref<LuaString>(text.string()));
@@ -114,8 +104,7 @@ Value evaluateIndexNode(Impl& vm, const Expr& expr, Environment* environment)
 
 Value evaluateCallNode(Impl& vm, const Expr& expr, Environment* environment)
 {
-    MultiValue results = vm.callExpression(static_cast<const CallExpr&>(expr), environment);
-    return results.empty() ? Value() : std::move(results[0]);
+    return vm.callExpressionOne(static_cast<const CallExpr&>(expr), environment);
 }
 
 Value evaluateFunctionNode(Impl& vm, const Expr& expr, Environment* environment)
@@ -261,15 +250,6 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
     case ExprKind::Function: return &evaluateFunctionNode;
     }
     return &evaluateBinaryNode; // a tag outside the enum fails there with "unsupported expression"
-}
-
-MultiValue LuaVM::Impl::evaluateExpressionMulti(const Expr& expr, Environment* environment, bool wantAll)
-{
-    if (wantAll && expr.kind == ExprKind::Call)
-    {
-        return callExpression(static_cast<const CallExpr&>(expr), environment);
-    }
-    return MultiValue(evaluateExpression(expr, environment));
 }
 
 MultiValue LuaVM::Impl::evaluateExpressionList(const std::vector<ExprPtr>& exprs, Environment* environment)
@@ -588,25 +568,6 @@ void LuaVM::Impl::collectArguments(const std::vector<ExprPtr>& arguments, Enviro
         }
         out.push(evaluateExpression(argument, environment));
     }
-}
-
-MultiValue LuaVM::Impl::callExpression(const CallExpr& call, Environment* environment)
-{
-    guardStack(call.line);
-    SmallValueStore<6> arguments;
-    Value callee;
-    if (call.object)
-    {
-        Value receiver = evaluateExpression(*call.object, environment);
-        callee = indexValue(receiver, nameKeyOf(call.methodKey, call.methodName), call.line);
-        arguments.push(std::move(receiver));
-    }
-    else
-    {
-        callee = evaluateExpression(*call.callee, environment);
-    }
-    collectArguments(call.arguments, environment, arguments);
-    return callValue(callee, arguments.span(), call.line);
 }
 
 void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environment* environment)

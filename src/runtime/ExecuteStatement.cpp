@@ -47,7 +47,7 @@ ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* env
     const Expr& expression = *statement.expression;
     if (expression.kind == ExprKind::Call)
     {
-        callExpression(static_cast<const CallExpr&>(expression), environment);
+        callExpressionOne(static_cast<const CallExpr&>(expression), environment); // the results are dropped
     }
     else
     {
@@ -67,7 +67,15 @@ ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* env
 
 [[gnu::noinline]] ExecStatus LuaVM::Impl::executeReturn(const ReturnStmt& statement, Environment* environment)
 {
-    pendingReturn = evaluateExpressionList(statement.values, environment);
+    const auto& values = statement.values;
+    if (values.size() == 1 && values[0]->kind != ExprKind::Call)
+    {
+        Value value = evaluateExpression(*values[0], environment);
+        pendingReturn.clear(); // reuses the list instead of building and moving a new one
+        pendingReturn.push(std::move(value));
+        return ExecStatus::Return;
+    }
+    pendingReturn = evaluateExpressionList(values, environment);
     return ExecStatus::Return;
 }
 

@@ -60,7 +60,6 @@ public:
     }
     // The evaluation function for a node's shape: specialised for locals, constants and operators.
     static ExprEvaluator selectEvaluator(const Expr& expr) noexcept;
-    MultiValue evaluateExpressionMulti(const Expr& expr, Environment* environment, bool wantAll);
     MultiValue evaluateExpressionList(const std::vector<ExprPtr>& exprs, Environment* environment);
     void assignTarget(const AssignTarget& target, Value value, Environment* environment);
     Value indexValue(const Value& object, const Value& key, std::uint32_t line);
@@ -68,6 +67,8 @@ public:
 
     MultiValue callValue(const Value& callee, ValueSpan arguments, std::uint32_t line);
     MultiValue callExpression(const CallExpr& call, Environment* environment);
+    // A call whose first result alone is wanted (or none, as in a call statement).
+    Value callExpressionOne(const CallExpr& call, Environment* environment);
     MultiValue callHandle(LuaFunctionHandle* handle, ValueSpan arguments, std::uint32_t line);
     Value makeScriptFunction(std::string name, const FunctionExpr& function, Environment* current);
 
@@ -137,7 +138,14 @@ public:
     ExecStatus executeGenericFor(const GenericForStmt& statement, Environment* environment);
     ExecStatus executeBlock(const StmtList& body, std::size_t slotCount, bool noFunctions, Environment* environment);
     ExecStatus executeLoopBody(const StmtList& body, Environment* environment, std::uint32_t line);
-    MultiValue runFunctionBody(const FunctionExpr& function, Environment* environment);
+    // The call path, for a result list (MultiValue) or for the first result alone (Value).
+    template <typename Result> Result invokeCall(const CallExpr& call, Environment* environment);
+    template <typename Result>
+    Result invokeCollected(const CallExpr& call, const Value& callee, Value* receiver, Environment* environment);
+    template <typename Result> Result runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line);
+    template <typename Result> Result runFunctionBody(const FunctionExpr& function, Environment* environment);
+    template <typename Result> Result takePendingReturn();
+    void bindArguments(const CallExpr& call, Value* receiver, Value* slots, std::size_t bound, Environment* environment);
 
     Value evaluateUnary(const UnaryExpr& expr, Environment* environment);
     Value evaluateBinary(const BinaryExpr& expr, Environment* environment);
@@ -164,6 +172,16 @@ public:
         }
     }
 };
+
+// The key Value of a name in the tree, made once and kept in the node.
+inline const Value& nameKeyOf(const Value& cache, const std::string& name)
+{
+    if (!cache.isString())
+    {
+        const_cast<Value&>(cache) = Value(name);
+    }
+    return cache;
+}
 
 // Gives every local reference its run-time depth, counting only scopes that hold locals: the
 // evaluator makes no environment for the others.
