@@ -1,6 +1,7 @@
 // Calls: script errors, environments, closures, and calling script and native functions.
 #include "runtime/Interpreter.hpp"
 
+#include <optional>
 #include <type_traits>
 
 namespace velmar::lua
@@ -63,7 +64,23 @@ template <> Value LuaVM::Impl::takePendingReturn<Value>()
     return first;
 }
 
-template <typename Result> Result LuaVM::Impl::runFunctionBody(const FunctionExpr& function, Environment* environment)
+// Several returned values; kept out of line so that the list does not widen every call's frame.
+template <typename Result>
+[[gnu::noinline]] Result LuaVM::Impl::evaluateReturnList(const std::vector<ExprPtr>& values, Environment* environment)
+{
+    MultiValue results = evaluateExpressionList(values, environment);
+    if constexpr (std::is_same_v<Result, Value>)
+    {
+        return std::move(results[0]);
+    }
+    else
+    {
+        return results;
+    }
+}
+
+template <typename Result>
+[[gnu::always_inline]] inline Result LuaVM::Impl::runFunctionBody(const FunctionExpr& function, Environment* environment)
 {
     const StmtList& body = function.body;
     const std::size_t count = body.size();
@@ -96,15 +113,7 @@ template <typename Result> Result LuaVM::Impl::runFunctionBody(const FunctionExp
             }
             return Result(evaluateExpression(value, environment));
         }
-        MultiValue values = evaluateExpressionList(tail.values, environment);
-        if constexpr (std::is_same_v<Result, Value>)
-        {
-            return std::move(values[0]);
-        }
-        else
-        {
-            return values;
-        }
+        return evaluateReturnList<Result>(tail.values, environment);
     }
     switch (executeStatements(body, environment))
     {
@@ -116,7 +125,7 @@ template <typename Result> Result LuaVM::Impl::runFunctionBody(const FunctionExp
 }
 
 template <typename Result>
-Result LuaVM::Impl::runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line)
+[[gnu::always_inline]] inline Result LuaVM::Impl::runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line)
 {
     guardStack(line);
     countStep(line);
@@ -223,11 +232,7 @@ void LuaVM::Impl::bindArguments(const CallExpr& call, Value* receiver, Value* sl
                 }
                 return;
             }
-            MultiValue results = invokeCall<MultiValue>(inner, environment);
-            for (std::size_t j = 0; j < results.size() && next < bound; ++j, ++next)
-            {
-                slots[next] = std::move(results[j]);
-            }
+            spreadResults(inner, slots + next, bound - next, environment);
             return;
         }
         Value value = evaluateExpression(argument, environment);
@@ -235,6 +240,17 @@ void LuaVM::Impl::bindArguments(const CallExpr& call, Value* receiver, Value* sl
         {
             slots[next] = std::move(value);
         }
+    }
+}
+
+// A final argument call whose results fill several parameters.
+[[gnu::noinline]] void LuaVM::Impl::spreadResults(const CallExpr& call, Value* slots, std::size_t bound,
+                                                  Environment* environment)
+{
+    MultiValue results = invokeCall<MultiValue>(call, environment);
+    for (std::size_t i = 0; i < results.size() && i < bound; ++i)
+    {
+        slots[i] = std::move(results[i]);
     }
 }
 
@@ -283,24 +299,31 @@ template <typename Result> Result LuaVM::Impl::invokeCall(const CallExpr& call, 
     {
         return invokeCollected<Result>(call, callee, receiverArgument, environment);
     }
+    // One path for every frame kind, so the body runs from a single place in this function: each
+    // script call costs the machine stack only this frame and the statements it runs.
     const FunctionExpr& function = *handle->function;
-    const std::size_t parameters = function.parameters.size();
-    if (function.slotCount == 0)
+    std::optional<Environment> local; // the frame of a function that makes no closures
+    Ref<Environment> shared;          // the frame a closure made in the body can keep
+    Environment* frame = handle->closure.get(); // no parameters or locals: no frame
+    Value* slots = nullptr;
+    std::size_t bound = 0;
+    if (function.slotCount != 0)
     {
-        bindArguments(call, receiverArgument, nullptr, 0, environment);
-        return runScriptCall<Result>(function, handle->closure.get(), call.line); // no parameters or locals: no frame
+        if (function.noFunctions)
+        {
+            frame = &local.emplace(function.slotCount);
+        }
+        else
+        {
+            shared = Environment::makeShared(function.slotCount);
+            frame = shared.get();
+        }
+        frame->setParent(handle->closure.get());
+        slots = frame->slots.data();
+        bound = std::min(function.parameters.size(), frame->slotCount());
     }
-    if (function.noFunctions)
-    {
-        Environment frame(function.slotCount);
-        frame.setParent(handle->closure.get());
-        bindArguments(call, receiverArgument, frame.slots.data(), std::min(parameters, frame.slotCount()), environment);
-        return runScriptCall<Result>(function, &frame, call.line);
-    }
-    Ref<Environment> frame = Environment::makeShared(function.slotCount);
-    frame->setParent(handle->closure.get());
-    bindArguments(call, receiverArgument, frame->slots.data(), std::min(parameters, frame->slotCount()), environment);
-    return runScriptCall<Result>(function, frame.get(), call.line);
+    bindArguments(call, receiverArgument, slots, bound, environment);
+    return runScriptCall<Result>(function, frame, call.line);
 }
 
 MultiValue LuaVM::Impl::callExpression(const CallExpr& call, Environment* environment)

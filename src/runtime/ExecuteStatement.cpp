@@ -68,11 +68,17 @@ ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* env
 [[gnu::noinline]] ExecStatus LuaVM::Impl::executeReturn(const ReturnStmt& statement, Environment* environment)
 {
     const auto& values = statement.values;
-    if (values.size() == 1 && values[0]->kind != ExprKind::Call)
+    if (values.size() == 1)
     {
-        Value value = evaluateExpression(*values[0], environment);
+        const Expr& value = *values[0];
+        if (value.kind == ExprKind::Call)
+        {
+            pendingReturn = callExpression(static_cast<const CallExpr&>(value), environment);
+            return ExecStatus::Return;
+        }
+        Value result = evaluateExpression(value, environment);
         pendingReturn.clear(); // reuses the list instead of building and moving a new one
-        pendingReturn.push(std::move(value));
+        pendingReturn.push(std::move(result));
         return ExecStatus::Return;
     }
     pendingReturn = evaluateExpressionList(values, environment);
@@ -108,14 +114,9 @@ ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* env
     return ExecStatus::Normal;
 }
 
-ExecStatus LuaVM::Impl::executeBlock(const StmtList& body, std::size_t slotCount, bool noFunctions,
-                                     Environment* environment)
+ExecStatus LuaVM::Impl::executeScopedBlock(const StmtList& body, std::size_t slotCount, bool noFunctions,
+                                           Environment* environment)
 {
-    guardStack(body.empty() ? 0 : body.front()->line);
-    if (slotCount == 0)
-    {
-        return executeStatements(body, environment); // no locals: the scope gets no environment
-    }
     if (noFunctions)
     {
         Environment local(slotCount);

@@ -136,7 +136,18 @@ public:
     ExecStatus executeWhile(const WhileStmt& statement, Environment* environment);
     ExecStatus executeNumericFor(const NumericForStmt& statement, Environment* environment);
     ExecStatus executeGenericFor(const GenericForStmt& statement, Environment* environment);
-    ExecStatus executeBlock(const StmtList& body, std::size_t slotCount, bool noFunctions, Environment* environment);
+    ExecStatus executeBlock(const StmtList& body, std::size_t slotCount, bool noFunctions, Environment* environment)
+    {
+        guardStack(body.empty() ? 0 : body.front()->line);
+        if (slotCount == 0)
+        {
+            return executeStatements(body, environment); // no locals: the scope gets no environment
+        }
+        return executeScopedBlock(body, slotCount, noFunctions, environment);
+    }
+    // A block with locals, in its own environment (kept out of line: the environment is large).
+    [[gnu::noinline]] ExecStatus executeScopedBlock(const StmtList& body, std::size_t slotCount, bool noFunctions,
+                                                    Environment* environment);
     ExecStatus executeLoopBody(const StmtList& body, Environment* environment, std::uint32_t line);
     // The call path, for a result list (MultiValue) or for the first result alone (Value).
     template <typename Result> Result invokeCall(const CallExpr& call, Environment* environment);
@@ -145,7 +156,9 @@ public:
     template <typename Result> Result runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line);
     template <typename Result> Result runFunctionBody(const FunctionExpr& function, Environment* environment);
     template <typename Result> Result takePendingReturn();
+    template <typename Result> Result evaluateReturnList(const std::vector<ExprPtr>& values, Environment* environment);
     void bindArguments(const CallExpr& call, Value* receiver, Value* slots, std::size_t bound, Environment* environment);
+    void spreadResults(const CallExpr& call, Value* slots, std::size_t bound, Environment* environment);
 
     Value evaluateUnary(const UnaryExpr& expr, Environment* environment);
     Value evaluateBinary(const BinaryExpr& expr, Environment* environment);
