@@ -129,7 +129,7 @@ bool hasConstantIntegerRight(const BinaryExpr& expr)
 }
 
 // Integer fast paths of the common operators; anything else goes through binaryOperation.
-template <TokenKind Op> bool integerFastPath(std::int64_t a, std::int64_t b, Value& out)
+template <TokenKind Op> [[gnu::always_inline]] inline bool integerFastPath(std::int64_t a, std::int64_t b, Value& out)
 {
     long long result;
     switch (Op)
@@ -172,6 +172,50 @@ template <TokenKind Op> bool integerFastPath(std::int64_t a, std::int64_t b, Val
     }
 }
 
+// numericResult of a float, with the common case inline: a value whose fractional part is further than
+// one epsilon from both neighbouring integers stays a float without the rounding and range checks.
+[[gnu::always_inline]] inline Value floatResult(double number)
+{
+    if (std::fabs(number) < 4503599627370496.0) // 2^52: below it, truncation to an integer is exact
+    {
+        const double fraction = std::fabs(number - static_cast<double>(static_cast<std::int64_t>(number)));
+        if (fraction > kEpsilon && 1.0 - fraction > kEpsilon) // both differences are exact
+        {
+            return Value(number);
+        }
+    }
+    return numericResult(number);
+}
+
+// Arithmetic and ordering with a float operand, exactly as binaryOperation computes them.
+template <TokenKind Op> [[gnu::always_inline]] inline bool numberFastPath(const Value& left, const Value& right, Value& out)
+{
+    if (!left.isNumber() || !right.isNumber())
+    {
+        return false;
+    }
+    const double a = left.isFloat() ? left.number() : static_cast<double>(left.integer());
+    const double b = right.isFloat() ? right.number() : static_cast<double>(right.integer());
+    switch (Op)
+    {
+    case TokenKind::Plus: out = floatResult(a + b); return true;
+    case TokenKind::Minus: out = floatResult(a - b); return true;
+    case TokenKind::Star: out = floatResult(a * b); return true;
+    case TokenKind::Slash:
+        if (std::fabs(b) <= kEpsilon)
+        {
+            return false; // binaryOperation reports the division by zero
+        }
+        out = Value(a / b); // always a float, never normalised
+        return true;
+    case TokenKind::Less: out = Value(a < b); return true;
+    case TokenKind::LessEqual: out = Value(a <= b); return true;
+    case TokenKind::Greater: out = Value(a > b); return true;
+    case TokenKind::GreaterEqual: out = Value(a >= b); return true;
+    default: return false;
+    }
+}
+
 template <TokenKind Op> Value evaluateOperator(Impl& vm, const Expr& expr, Environment* environment)
 {
     const auto& binary = static_cast<const BinaryExpr&>(expr);
@@ -179,7 +223,14 @@ template <TokenKind Op> Value evaluateOperator(Impl& vm, const Expr& expr, Envir
     const Value left = vm.evaluateExpression(*binary.left, environment);
     const Value right = vm.evaluateExpression(*binary.right, environment);
     Value result;
-    if (left.isInteger() && right.isInteger() && integerFastPath<Op>(left.integer(), right.integer(), result))
+    if (left.isInteger() && right.isInteger())
+    {
+        if (integerFastPath<Op>(left.integer(), right.integer(), result))
+        {
+            return result;
+        }
+    }
+    else if (numberFastPath<Op>(left, right, result))
     {
         return result;
     }
@@ -191,12 +242,20 @@ template <TokenKind Op> Value evaluateOperatorConstant(Impl& vm, const Expr& exp
     const auto& binary = static_cast<const BinaryExpr&>(expr);
     vm.guardStack(binary.line);
     const Value left = vm.evaluateExpression(*binary.left, environment);
+    const Value& right = static_cast<const LiteralExpr&>(*binary.right).value;
     Value result;
-    if (left.isInteger() && integerFastPath<Op>(left.integer(), constantRight(binary), result))
+    if (left.isInteger())
+    {
+        if (integerFastPath<Op>(left.integer(), constantRight(binary), result))
+        {
+            return result;
+        }
+    }
+    else if (numberFastPath<Op>(left, right, result))
     {
         return result;
     }
-    return vm.binaryOperation(binary, left, static_cast<const LiteralExpr&>(*binary.right).value);
+    return vm.binaryOperation(binary, left, right);
 }
 
 template <TokenKind Op> ExprEvaluator operatorEvaluator(const BinaryExpr& binary)
@@ -233,6 +292,7 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
         case TokenKind::Plus: return operatorEvaluator<TokenKind::Plus>(binary);
         case TokenKind::Minus: return operatorEvaluator<TokenKind::Minus>(binary);
         case TokenKind::Star: return operatorEvaluator<TokenKind::Star>(binary);
+        case TokenKind::Slash: return &evaluateOperator<TokenKind::Slash>;
         case TokenKind::Percent: return operatorEvaluator<TokenKind::Percent>(binary);
         case TokenKind::Less: return operatorEvaluator<TokenKind::Less>(binary);
         case TokenKind::LessEqual: return operatorEvaluator<TokenKind::LessEqual>(binary);
