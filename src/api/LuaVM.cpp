@@ -185,7 +185,8 @@ void LuaVM::Impl::bindNativeGlobal(const std::string& name, NativeCallable funct
 
 void LuaVM::Impl::bindTableFunction(Table& table, const std::string& name, NativeCallable function)
 {
-    tableSetByKey(&table, TableKey::makeString(name), Value(makeNativeFunction(name, std::move(function))));
+    tableSetByKey(&table, TableKey::makeString(Ref<LuaString>(internName(name).string())),
+                  Value(makeNativeFunction(name, std::move(function))));
 }
 
 // ---- LuaVM ----

@@ -32,6 +32,17 @@ Value LuaVM::Impl::makeScriptFunction(std::string name, const FunctionExpr& func
     return Value(std::move(handle));
 }
 
+Value LuaVM::Impl::internName(std::string_view name)
+{
+    if (auto found = internedNames.find(name); found != internedNames.end())
+    {
+        return found->second;
+    }
+    Value key(name);
+    internedNames.emplace(key.stringView(), key);
+    return key;
+}
+
 void LuaVM::Impl::abortRun(std::uint32_t line)
 {
     if (interruptRequested.load(std::memory_order_relaxed))

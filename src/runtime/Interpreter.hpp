@@ -14,6 +14,8 @@
 #include <atomic>
 #include <limits>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 
 namespace velmar::lua
 {
@@ -90,6 +92,18 @@ public:
         }
     }
 
+    // The key Value of a name in the tree, made once and kept in the node. Names are interned, so every
+    // node and library table naming a field shares one string, and key comparison is by address.
+    const Value& nameKeyOf(const Value& cache, const std::string& name)
+    {
+        if (!cache.isString()) [[unlikely]]
+        {
+            const_cast<Value&>(cache) = internName(name);
+        }
+        return cache;
+    }
+    Value internName(std::string_view name);
+
     // ---- Library binding and argument checks ----
     void bindDefaults();
     void bindFunction(const std::string& name, NativeFunction fn);
@@ -114,6 +128,7 @@ public:
 
     LuaVM* owner;
     GlobalSlotTable globalTable;
+    std::unordered_map<std::string_view, Value> internedNames; // views into the strings they map to
     std::int32_t exitCode = -1;
 
     MultiValue pendingReturn;         // values of the return statement being unwound
@@ -185,16 +200,6 @@ public:
         }
     }
 };
-
-// The key Value of a name in the tree, made once and kept in the node.
-inline const Value& nameKeyOf(const Value& cache, const std::string& name)
-{
-    if (!cache.isString())
-    {
-        const_cast<Value&>(cache) = Value(name);
-    }
-    return cache;
-}
 
 // Gives every local reference its run-time depth, counting only scopes that hold locals: the
 // evaluator makes no environment for the others.
