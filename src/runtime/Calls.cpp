@@ -1,7 +1,6 @@
 // Calls: script errors, environments, closures, and calling script and native functions.
 #include "runtime/Interpreter.hpp"
 
-#include <optional>
 #include <type_traits>
 
 namespace velmar::lua
@@ -214,8 +213,8 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
 // Evaluates a call's arguments left to right straight into the first `bound` slots of the callee's
 // frame; the others are evaluated for their effects and dropped. Only a final call expands, and only
 // into the slots that are left.
-void LuaVM::Impl::bindArguments(const CallExpr& call, Value* receiver, Value* slots, std::size_t bound,
-                                Environment* environment)
+[[gnu::always_inline]] inline void LuaVM::Impl::bindArguments(const CallExpr& call, Value* receiver, Value* slots,
+                                                             std::size_t bound, Environment* environment)
 {
     std::size_t next = 0;
     if (receiver)
@@ -313,8 +312,8 @@ template <typename Result> Result LuaVM::Impl::invokeCall(const CallExpr& call, 
     // One path for every frame kind, so the body runs from a single place in this function: each
     // script call costs the machine stack only this frame and the statements it runs.
     const FunctionExpr& function = *handle->function;
-    std::optional<Environment> local; // the frame of a function that makes no closures
-    Ref<Environment> shared;          // the frame a closure made in the body can keep
+    Environment local(function.noFunctions ? function.slotCount : 0); // frame of a body without closures
+    Ref<Environment> shared; // the frame a closure made in the body can keep
     Environment* frame = handle->closure.get(); // no parameters or locals: no frame
     Value* slots = nullptr;
     std::size_t bound = 0;
@@ -322,7 +321,7 @@ template <typename Result> Result LuaVM::Impl::invokeCall(const CallExpr& call, 
     {
         if (function.noFunctions)
         {
-            frame = &local.emplace(function.slotCount);
+            frame = &local;
         }
         else
         {

@@ -105,7 +105,29 @@ ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* env
         assignTarget(target, std::move(value), environment);
         return ExecStatus::Normal;
     }
+    return executeMultipleAssignment(statement, environment);
+}
+
+[[gnu::noinline]] ExecStatus LuaVM::Impl::executeMultipleAssignment(const AssignmentStmt& statement,
+                                                                    Environment* environment)
+{
+    const auto& targets = statement.targets;
+    const auto& values = statement.values;
     // Every expression is evaluated before the first store.
+    constexpr std::size_t kPaired = 4;
+    if (targets.size() == values.size() && values.size() <= kPaired && values.back()->kind != ExprKind::Call)
+    {
+        Value results[kPaired]; // one value per target: no list to build
+        for (std::size_t i = 0; i < values.size(); ++i)
+        {
+            results[i] = evaluateExpression(*values[i], environment);
+        }
+        for (std::size_t i = 0; i < targets.size(); ++i)
+        {
+            assignTarget(targets[i], std::move(results[i]), environment);
+        }
+        return ExecStatus::Normal;
+    }
     MultiValue results = evaluateExpressionList(values, environment);
     for (std::size_t i = 0; i < targets.size(); ++i)
     {

@@ -145,6 +145,7 @@ public:
 
     ExecStatus executeExpressionStatement(const ExpressionStmt& statement, Environment* environment);
     ExecStatus executeAssignment(const AssignmentStmt& statement, Environment* environment);
+    ExecStatus executeMultipleAssignment(const AssignmentStmt& statement, Environment* environment);
     ExecStatus executeFunctionDeclaration(const FunctionDeclarationStmt& statement, Environment* environment);
     ExecStatus executeReturn(const ReturnStmt& statement, Environment* environment);
     ExecStatus executeIf(const IfStmt& statement, Environment* environment);
