@@ -666,6 +666,11 @@ void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environm
             return;
         }
         const Value key = evaluateExpression(*target.index, environment);
+        if (key.isInteger())
+        {
+            tableSetInteger(object.table(), key.integer(), std::move(value));
+            return;
+        }
         TableKey tableKey;
         if (!tryMakeKeyFromValue(key, tableKey))
         {

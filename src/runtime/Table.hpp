@@ -131,6 +131,24 @@ inline Value tableGetInteger(const Table* table, std::int64_t index)
     return tableGetByKey(table, TableKey::makeInteger(index));
 }
 
+// Stores t[index] for an integer index. Overwriting a value in the array with another non-nil one
+// changes neither the border nor the hash part, so it is done here without building a key.
+inline void tableSetInteger(Table* table, std::int64_t index, Value value)
+{
+    if (table && index >= 1 && static_cast<std::uint64_t>(index) <= table->array.size() && !value.isNil() &&
+        table->hash.empty())
+    {
+        Value& slot = table->array[static_cast<std::size_t>(index - 1)];
+        if (!slot.isNil())
+        {
+            slot = std::move(value);
+            ++table->version;
+            return;
+        }
+    }
+    tableSetByKey(table, TableKey::makeInteger(index), std::move(value));
+}
+
 inline Ref<Table> makeTable()
 {
     return makeRef<Table>();
