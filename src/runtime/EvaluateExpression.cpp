@@ -102,6 +102,75 @@ Value evaluateIndexNode(Impl& vm, const Expr& expr, Environment* environment)
     return vm.evaluateIndex(static_cast<const IndexExpr&>(expr), environment);
 }
 
+// The slot of a local variable node, or null when its environment does not have it.
+const Value* localSlot(const Expr& expr, Environment* environment)
+{
+    const auto& variable = static_cast<const VariableExpr&>(expr);
+    Environment* scope = Impl::resolveLocalEnvironment(environment, variable.runtimeDepth);
+    return scope && variable.slot < scope->slotCount() ? &scope->slots[variable.slot] : nullptr;
+}
+
+bool isLocalVariable(const Expr& expr)
+{
+    return expr.kind == ExprKind::Variable && static_cast<const VariableExpr&>(expr).runtimeDepth >= 0;
+}
+
+// True when evaluating the expression runs no script code: no call anywhere in it (looked at to a small
+// depth only; deeper trees count as running code).
+bool runsNoCode(const Expr& expr, int depth = 0)
+{
+    if (depth > 4)
+    {
+        return false;
+    }
+    switch (expr.kind)
+    {
+    case ExprKind::Literal:
+    case ExprKind::Variable: return true;
+    case ExprKind::Unary: return runsNoCode(*static_cast<const UnaryExpr&>(expr).operand, depth + 1);
+    case ExprKind::Binary:
+    {
+        const auto& binary = static_cast<const BinaryExpr&>(expr);
+        return runsNoCode(*binary.left, depth + 1) && runsNoCode(*binary.right, depth + 1);
+    }
+    case ExprKind::Index:
+    {
+        const auto& index = static_cast<const IndexExpr&>(expr);
+        return runsNoCode(*index.object, depth + 1) && runsNoCode(*index.index, depth + 1);
+    }
+    case ExprKind::Field: return runsNoCode(*static_cast<const FieldExpr&>(expr).object, depth + 1);
+    default: return false;
+    }
+}
+
+// t.name on a local t: the table is read in place instead of being copied out of its slot.
+Value evaluateFieldOfLocal(Impl& vm, const Expr& expr, Environment* environment)
+{
+    const auto& field = static_cast<const FieldExpr&>(expr);
+    const Value* object = localSlot(*field.object, environment);
+    if (object && object->isTable())
+    {
+        return tableGetByKey(object->table(), TableKey::makeString(Ref<LuaString>(
+                                                  vm.nameKeyOf(field.cacheKey, field.name).string())));
+    }
+    return vm.evaluateField(field, environment);
+}
+
+// t[k] on a local t with a key that runs no code, so nothing can change t while k is evaluated: the key
+// first, then the table read in place.
+Value evaluateIndexOfLocal(Impl& vm, const Expr& expr, Environment* environment)
+{
+    const auto& index = static_cast<const IndexExpr&>(expr);
+    vm.guardStack(index.line);
+    const Value key = vm.evaluateExpression(*index.index, environment);
+    const Value* object = localSlot(*index.object, environment);
+    if (object && object->isTable() && key.isInteger())
+    {
+        return tableGetInteger(object->table(), key.integer());
+    }
+    return vm.indexValue(object ? *object : Value(), key, index.line);
+}
+
 Value evaluateCallNode(Impl& vm, const Expr& expr, Environment* environment)
 {
     return vm.callExpressionOne(static_cast<const CallExpr&>(expr), environment);
@@ -304,8 +373,15 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
         }
     }
     case ExprKind::Table: return &evaluateTableNode;
-    case ExprKind::Field: return &evaluateFieldNode;
-    case ExprKind::Index: return &evaluateIndexNode;
+    case ExprKind::Field:
+        return isLocalVariable(*static_cast<const FieldExpr&>(expr).object) ? &evaluateFieldOfLocal
+                                                                              : &evaluateFieldNode;
+    case ExprKind::Index:
+    {
+        const auto& index = static_cast<const IndexExpr&>(expr);
+        return isLocalVariable(*index.object) && runsNoCode(*index.index) ? &evaluateIndexOfLocal
+                                                                           : &evaluateIndexNode;
+    }
     case ExprKind::Call: return &evaluateCallNode;
     case ExprKind::Function: return &evaluateFunctionNode;
     }
