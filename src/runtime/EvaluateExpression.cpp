@@ -593,6 +593,13 @@ Value LuaVM::Impl::evaluateTable(const TableExpr& expr, Environment* environment
 {
     guardStack(expr.line);
     Ref<Table> table = makeTable();
+    std::size_t positional = 0;
+    for (const TableExpr::Field& field : expr.fields)
+    {
+        positional += field.kind == TableExpr::FieldKind::Positional ? 1 : 0;
+    }
+    table->array.reserve(positional);
+    table->hash.reserve(expr.fields.size() - positional);
     std::int64_t position = 0;
     for (const TableExpr::Field& field : expr.fields)
     {

@@ -86,6 +86,8 @@ public:
 
     bool empty() const noexcept { return entries_.empty(); }
     std::size_t size() const noexcept { return entries_.size(); }
+    // Room for `count` entries, so a constructor with named fields grows the list once.
+    void reserve(std::size_t count) { entries_.reserve(count); }
     const std::vector<Entry>& entries() const noexcept { return entries_; }
     std::size_t bucketCount() const noexcept { return buckets_.size(); }
 
