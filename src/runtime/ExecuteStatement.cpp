@@ -7,22 +7,10 @@
 namespace velmar::lua
 {
 
-ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environment* environment)
-{
-    for (const StmtPtr& statement : statements)
-    {
-        const ExecStatus status = executeStatement(*statement, environment);
-        if (status != ExecStatus::Normal)
-        {
-            return status;
-        }
-    }
-    return ExecStatus::Normal;
-}
-
 // One dispatch and a tail call per statement: the cases live in their own functions so that this one
-// stays small and cheap to enter.
-ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* environment)
+// stays small enough to inline into the statement loop.
+[[gnu::always_inline]] inline ExecStatus LuaVM::Impl::dispatchStatement(const Stmt& statement,
+                                                                        Environment* environment)
 {
     countStep(statement.line);
     switch (statement.kind)
@@ -39,6 +27,24 @@ ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* env
     case StmtKind::Break: pendingBreakLine = statement.line; return ExecStatus::Break;
     }
     failRuntime(statement.line, "unsupported statement");
+}
+
+ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* environment)
+{
+    return dispatchStatement(statement, environment);
+}
+
+ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environment* environment)
+{
+    for (const StmtPtr& statement : statements)
+    {
+        const ExecStatus status = dispatchStatement(*statement, environment);
+        if (status != ExecStatus::Normal)
+        {
+            return status;
+        }
+    }
+    return ExecStatus::Normal;
 }
 
 [[gnu::noinline]] ExecStatus LuaVM::Impl::executeExpressionStatement(const ExpressionStmt& statement,

@@ -51,6 +51,7 @@ public:
     // ---- Evaluator ----
     ExecStatus executeStatements(const StmtList& statements, Environment* environment);
     ExecStatus executeStatement(const Stmt& statement, Environment* environment);
+    ExecStatus dispatchStatement(const Stmt& statement, Environment* environment);
     Value evaluateExpression(const Expr& expr, Environment* environment)
     {
         ExprEvaluator evaluate = expr.evaluate;
