@@ -388,6 +388,12 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
     return &evaluateBinaryNode; // a tag outside the enum fails there with "unsupported expression"
 }
 
+Value evaluateFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment)
+{
+    expr.evaluate = LuaVM::Impl::selectEvaluator(expr);
+    return expr.evaluate(vm, expr, environment);
+}
+
 MultiValue LuaVM::Impl::evaluateExpressionList(const std::vector<ExprPtr>& exprs, Environment* environment)
 {
     MultiValue values;

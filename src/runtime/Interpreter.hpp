@@ -54,12 +54,7 @@ public:
     ExecStatus dispatchStatement(const Stmt& statement, Environment* environment);
     Value evaluateExpression(const Expr& expr, Environment* environment)
     {
-        ExprEvaluator evaluate = expr.evaluate;
-        if (!evaluate) [[unlikely]]
-        {
-            evaluate = expr.evaluate = selectEvaluator(expr);
-        }
-        return evaluate(*this, expr, environment);
+        return expr.evaluate(*this, expr, environment);
     }
     // The evaluation function for a node's shape: specialised for locals, constants and operators.
     static ExprEvaluator selectEvaluator(const Expr& expr) noexcept;
