@@ -72,6 +72,13 @@ Value evaluateLocalOuter(Impl&, const Expr& expr, Environment* environment)
     return scope && variable.slot < scope->slotCount() ? scope->slots[variable.slot] : Value();
 }
 
+Value evaluateLocalParent(Impl&, const Expr& expr, Environment* environment)
+{
+    const auto& variable = static_cast<const VariableExpr&>(expr);
+    Environment* scope = environment ? environment->parent() : nullptr;
+    return scope && variable.slot < scope->slotCount() ? scope->slots[variable.slot] : Value();
+}
+
 Value evaluateGlobal(Impl& vm, const Expr& expr, Environment*)
 {
     return vm.globalTable.globals[static_cast<const VariableExpr&>(expr).globalSlot];
@@ -345,6 +352,10 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
         if (variable.runtimeDepth == 0)
         {
             return &evaluateLocalHere;
+        }
+        if (variable.runtimeDepth == 1)
+        {
+            return &evaluateLocalParent;
         }
         if (variable.runtimeDepth > 0)
         {
