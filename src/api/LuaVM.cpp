@@ -63,7 +63,7 @@ LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::str
             }
             if (status == ExecStatus::Return)
             {
-                result = std::move(pendingReturn);
+                result = takeReturnValues();
             }
             else if (status == ExecStatus::Break)
             {

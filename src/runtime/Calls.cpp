@@ -64,14 +64,27 @@ MultiValue LuaVM::Impl::callValue(const Value& callee, ValueSpan arguments, std:
 // The values a return statement left in pendingReturn, as the caller wants them.
 template <> MultiValue LuaVM::Impl::takePendingReturn<MultiValue>()
 {
+    if (pendingIsValue)
+    {
+        return MultiValue(std::move(pendingValue));
+    }
     return std::move(pendingReturn);
 }
 
 template <> Value LuaVM::Impl::takePendingReturn<Value>()
 {
+    if (pendingIsValue)
+    {
+        return std::move(pendingValue);
+    }
     Value first = pendingReturn.empty() ? Value() : std::move(pendingReturn[0]);
     pendingReturn.clear();
     return first;
+}
+
+MultiValue LuaVM::Impl::takeReturnValues()
+{
+    return takePendingReturn<MultiValue>();
 }
 
 // Several returned values; kept out of line so that the list does not widen every call's frame.

@@ -80,14 +80,15 @@ ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environmen
         if (value.kind == ExprKind::Call)
         {
             pendingReturn = callExpression(static_cast<const CallExpr&>(value), environment);
+            pendingIsValue = false;
             return ExecStatus::Return;
         }
-        Value result = evaluateExpression(value, environment);
-        pendingReturn.clear(); // reuses the list instead of building and moving a new one
-        pendingReturn.push(std::move(result));
+        pendingValue = evaluateExpression(value, environment); // no list for the common single value
+        pendingIsValue = true;
         return ExecStatus::Return;
     }
     pendingReturn = evaluateExpressionList(values, environment);
+    pendingIsValue = false;
     return ExecStatus::Return;
 }
 

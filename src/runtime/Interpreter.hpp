@@ -26,7 +26,7 @@ class NativeObject;
 enum class ExecStatus : std::uint8_t
 {
     Normal,
-    Return, // the values wait in Impl::pendingReturn
+    Return, // the values wait in Impl::pendingReturn or Impl::pendingValue
     Break,
 };
 
@@ -127,7 +127,9 @@ public:
     std::unordered_map<std::string_view, Value> internedNames; // views into the strings they map to
     std::int32_t exitCode = -1;
 
-    MultiValue pendingReturn;         // values of the return statement being unwound
+    MultiValue pendingReturn;         // values of the return statement being unwound, unless...
+    Value pendingValue;               // ...it returned one plain expression: its value waits here
+    bool pendingIsValue = false;
     std::uint32_t pendingBreakLine = 0; // line of the break statement being unwound
     const char* stackLimit = nullptr; // frames below this address stop with "stack overflow"
     std::size_t stringLibrarySlot = 0;
@@ -168,6 +170,7 @@ public:
     template <typename Result> Result runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line);
     template <typename Result> Result runFunctionBody(const FunctionExpr& function, Environment* environment);
     template <typename Result> Result takePendingReturn();
+    MultiValue takeReturnValues(); // what the return statement that ended a chunk left
     template <typename Result> Result evaluateReturnList(const std::vector<ExprPtr>& values, Environment* environment);
     void bindArguments(const CallExpr& call, Value* receiver, Value* slots, std::size_t bound, Environment* environment);
     void spreadResults(const CallExpr& call, Value* slots, std::size_t bound, Environment* environment);
