@@ -195,13 +195,16 @@ namespace
 class LoopEnvironment
 {
 public:
-    LoopEnvironment(std::size_t slotCount, bool noFunctions, Environment* parent)
-        : local_(noFunctions ? slotCount : 0), slotCount_(slotCount), noFunctions_(noFunctions), parent_(parent)
+    // `storedSlots`: how many leading slots the loop itself stores before every iteration; when that is
+    // all of them, the reused environment needs no clearing in between.
+    LoopEnvironment(std::size_t slotCount, bool noFunctions, Environment* parent, std::size_t storedSlots = 0)
+        : local_(noFunctions ? slotCount : 0), slotCount_(slotCount), noFunctions_(noFunctions),
+          clearEachTime_(storedSlots < slotCount), parent_(parent)
     {
         local_.setParent(parent);
     }
 
-    Environment* next()
+    [[gnu::always_inline]] Environment* next()
     {
         if (slotCount_ == 0)
         {
@@ -209,7 +212,10 @@ public:
         }
         if (noFunctions_)
         {
-            LuaVM::Impl::clearEnvironmentSlots(&local_);
+            if (clearEachTime_)
+            {
+                LuaVM::Impl::clearEnvironmentSlots(&local_);
+            }
             return &local_;
         }
         shared_ = Environment::makeShared(slotCount_);
@@ -222,6 +228,7 @@ private:
     Ref<Environment> shared_;
     std::size_t slotCount_;
     bool noFunctions_;
+    bool clearEachTime_;
     Environment* parent_;
 };
 
@@ -262,7 +269,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     {
         failRuntime(statement.line, "numeric for loop expects numeric bounds");
     }
-    LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment);
+    LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment, statement.variableSlot == 0 ? 1 : 0);
     if (start.isInteger() && limit.isInteger() && step.isInteger())
     {
         const std::int64_t last = limit.integer();
@@ -323,7 +330,12 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     }
     const Value iterator = iterators[0]; // keeps the state alive for the whole loop
     IteratorState& state = *iterator.iterator();
-    LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment);
+    std::size_t storedSlots = 0; // the variables take the first slots, in order, in every loop the resolver makes
+    while (storedSlots < statement.variableSlots.size() && statement.variableSlots[storedSlots] == storedSlots)
+    {
+        ++storedSlots;
+    }
+    LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment, storedSlots);
     MultiValue item;
     while (nextIteratorItem(state, item))
     {
