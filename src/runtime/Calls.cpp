@@ -310,7 +310,9 @@ template <typename Result> Result LuaVM::Impl::invokeCall(const CallExpr& call, 
     if (call.object)
     {
         receiver = evaluateExpression(*call.object, environment);
-        callee = indexValue(receiver, nameKeyOf(call.methodKey, call.methodName), call.line);
+        const Value& name = nameKeyOf(call.methodKey, call.methodName);
+        callee = receiver.isTable() ? tableGetByKey(receiver.table(), TableKey::makeString(Ref<LuaString>(name.string())))
+                                    : indexValue(receiver, name, call.line);
         receiverArgument = &receiver;
     }
     else
