@@ -300,55 +300,68 @@ template <typename Result>
 }
 
 // A call in the tree. A script callee gets its frame first and the arguments evaluated into it, so no
-// argument list is built and copied; everything else goes through callValue.
+// argument list is built and copied; everything else goes through callValue. The common plain call to a
+// function without closures runs in this one machine frame; method calls and shared frames branch off,
+// so their extra state does not widen it (deep recursion pays for every byte here).
 template <typename Result> Result LuaVM::Impl::invokeCall(const CallExpr& call, Environment* environment)
 {
     guardStack(call.line);
-    Value callee;
-    Value receiver;
-    Value* receiverArgument = nullptr;
     if (call.object)
     {
-        receiver = evaluateExpression(*call.object, environment);
-        const Value& name = nameKeyOf(call.methodKey, call.methodName);
-        callee = receiver.isTable() ? tableGetByKey(receiver.table(), TableKey::makeString(Ref<LuaString>(name.string())))
-                                    : indexValue(receiver, name, call.line);
-        receiverArgument = &receiver;
+        return invokeMethod<Result>(call, environment);
     }
-    else
-    {
-        callee = evaluateExpression(*call.callee, environment);
-    }
+    const Value callee = evaluateExpression(*call.callee, environment);
+    return invokeValue<Result>(call, callee, nullptr, environment);
+}
+
+template <typename Result>
+[[gnu::noinline]] Result LuaVM::Impl::invokeMethod(const CallExpr& call, Environment* environment)
+{
+    Value receiver = evaluateExpression(*call.object, environment);
+    const Value& name = nameKeyOf(call.methodKey, call.methodName);
+    const Value callee = receiver.isTable()
+                             ? tableGetByKey(receiver.table(), TableKey::makeString(Ref<LuaString>(name.string())))
+                             : indexValue(receiver, name, call.line);
+    return invokeValue<Result>(call, callee, &receiver, environment);
+}
+
+template <typename Result>
+[[gnu::always_inline]] inline Result LuaVM::Impl::invokeValue(const CallExpr& call, const Value& callee,
+                                                              Value* receiver, Environment* environment)
+{
     LuaFunctionHandle* handle = callee.isFunction() ? callee.function() : nullptr;
     if (!handle || handle->kind != LuaFunctionHandle::Kind::Script)
     {
-        return invokeCollected<Result>(call, callee, receiverArgument, environment);
+        return invokeCollected<Result>(call, callee, receiver, environment);
     }
-    // One path for every frame kind, so the body runs from a single place in this function: each
-    // script call costs the machine stack only this frame and the statements it runs.
     const FunctionExpr& function = *handle->function;
-    Environment local(function.noFunctions ? function.slotCount : 0); // frame of a body without closures
-    Ref<Environment> shared; // the frame a closure made in the body can keep
-    Environment* frame = handle->closure.get(); // no parameters or locals: no frame
-    Value* slots = nullptr;
-    std::size_t bound = 0;
-    if (function.slotCount != 0)
+    if (function.slotCount == 0)
     {
-        if (function.noFunctions)
-        {
-            frame = &local;
-        }
-        else
-        {
-            shared = Environment::makeShared(function.slotCount);
-            frame = shared.get();
-        }
-        frame->setParent(handle->closure.get());
-        slots = frame->slots.data();
-        bound = std::min(function.parameters.size(), frame->slotCount());
+        bindArguments(call, receiver, nullptr, 0, environment);
+        return runScriptCall<Result>(function, handle->closure.get(), call.line); // no parameters or locals: no frame
     }
-    bindArguments(call, receiverArgument, slots, bound, environment);
-    return runScriptCall<Result>(function, frame, call.line);
+    if (!function.noFunctions)
+    {
+        return invokeShared<Result>(call, *handle, receiver, environment);
+    }
+    Environment frame(function.slotCount);
+    frame.setParent(handle->closure.get());
+    bindArguments(call, receiver, frame.slots.data(), std::min(function.parameters.size(), frame.slotCount()),
+                  environment);
+    return runScriptCall<Result>(function, &frame, call.line);
+}
+
+// A body that makes closures: its frame lives on the heap, where a closure can keep it.
+template <typename Result>
+[[gnu::noinline]] Result LuaVM::Impl::invokeShared(const CallExpr& call, LuaFunctionHandle& handle, Value* receiver,
+                                                   Environment* environment)
+{
+    const FunctionExpr& function = *handle.function;
+    Ref<Environment> frame = Environment::makeShared(function.slotCount);
+    frame->setParent(handle.closure.get());
+    bindArguments(call, receiver, frame->slots.data(), std::min(function.parameters.size(), frame->slotCount()),
+                  environment);
+    return runScriptCall<Result>(function, frame.get(), call.line);
 }
 
 MultiValue LuaVM::Impl::callExpression(const CallExpr& call, Environment* environment)

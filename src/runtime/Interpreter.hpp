@@ -165,6 +165,11 @@ public:
     ExecStatus executeLoopBody(const StmtList& body, Environment* environment, std::uint32_t line);
     // The call path, for a result list (MultiValue) or for the first result alone (Value).
     template <typename Result> Result invokeCall(const CallExpr& call, Environment* environment);
+    template <typename Result> Result invokeMethod(const CallExpr& call, Environment* environment);
+    template <typename Result>
+    Result invokeValue(const CallExpr& call, const Value& callee, Value* receiver, Environment* environment);
+    template <typename Result>
+    Result invokeShared(const CallExpr& call, LuaFunctionHandle& handle, Value* receiver, Environment* environment);
     template <typename Result>
     Result invokeCollected(const CallExpr& call, const Value& callee, Value* receiver, Environment* environment);
     template <typename Result> Result runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line);
