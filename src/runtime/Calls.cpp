@@ -319,9 +319,8 @@ template <typename Result>
 {
     Value receiver = evaluateExpression(*call.object, environment);
     const Value& name = nameKeyOf(call.methodKey, call.methodName);
-    const Value callee = receiver.isTable()
-                             ? tableGetByKey(receiver.table(), TableKey::makeString(Ref<LuaString>(name.string())))
-                             : indexValue(receiver, name, call.line);
+    const Value callee =
+        receiver.isTable() ? tableGetString(receiver.table(), *name.string()) : indexValue(receiver, name, call.line);
     return invokeValue<Result>(call, callee, &receiver, environment);
 }
 

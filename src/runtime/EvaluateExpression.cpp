@@ -157,8 +157,7 @@ Value evaluateFieldOfLocal(Impl& vm, const Expr& expr, Environment* environment)
     const Value* object = localSlot(*field.object, environment);
     if (object && object->isTable())
     {
-        return tableGetByKey(object->table(), TableKey::makeString(Ref<LuaString>(
-                                                  vm.nameKeyOf(field.cacheKey, field.name).string())));
+        return tableGetString(object->table(), *vm.nameKeyOf(field.cacheKey, field.name).string());
     }
     return vm.evaluateField(field, environment);
 }
@@ -657,7 +656,7 @@ Value LuaVM::Impl::evaluateField(const FieldExpr& expr, Environment* environment
     const Value& key = nameKeyOf(expr.cacheKey, expr.name);
     if (object.isTable())
     {
-        return tableGetByKey(object.table(), stringKey(key));
+        return tableGetString(object.table(), *key.string());
     }
     return indexValue(object, key, expr.line);
 }

@@ -17,13 +17,32 @@ std::uint64_t TableKeyHash::operator()(const TableKey& key) const noexcept
         const std::int64_t integer = value.integer();
         return fnv1a(&integer, sizeof(integer)) ^ 0x13579bdfULL;
     }
-    case ValueKind::String: return value.string()->bytesHash() ^ 0x2468ace0ULL;
+    case ValueKind::String: return value.string()->bytesHash() ^ kStringKeyHashSalt;
     default:
     {
         const unsigned char byte = value.boolean() ? 1 : 0;
         return fnv1a(&byte, 1) ^ 0x10203040ULL;
     }
     }
+}
+
+const HashPart::Entry* HashPart::findString(const LuaString& key, std::uint64_t hash) const noexcept
+{
+    if (buckets_.empty())
+    {
+        return nullptr;
+    }
+    std::int32_t index = buckets_[hash & (buckets_.size() - 1)];
+    while (index >= 0)
+    {
+        const Entry& entry = entries_[static_cast<std::size_t>(index)];
+        if (entry.hash == hash && entry.key.asValue().isString() && entry.key.asValue().string()->equals(key))
+        {
+            return &entry;
+        }
+        index = entry.next;
+    }
+    return nullptr;
 }
 
 const HashPart::Entry* HashPart::find(const TableKey& key, std::uint64_t hash) const noexcept

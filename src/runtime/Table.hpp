@@ -56,6 +56,9 @@ private:
     Value value_;
 };
 
+// What a string key's hash adds to the bytes' hash.
+constexpr std::uint64_t kStringKeyHashSalt = 0x2468ace0ULL;
+
 // FNV-1a over the key's payload bytes from the program's own basis, then a per-kind constant.
 struct TableKeyHash
 {
@@ -75,6 +78,8 @@ public:
     };
 
     const Entry* find(const TableKey& key, std::uint64_t hash) const noexcept;
+    // The same for a string key, without a TableKey for it.
+    const Entry* findString(const LuaString& key, std::uint64_t hash) const noexcept;
     Entry* find(const TableKey& key, std::uint64_t hash) noexcept
     {
         return const_cast<Entry*>(static_cast<const HashPart*>(this)->find(key, hash));
@@ -149,6 +154,18 @@ inline void tableSetInteger(Table* table, std::int64_t index, Value value)
         }
     }
     tableSetByKey(table, TableKey::makeInteger(index), std::move(value));
+}
+
+// Reads t[key] for a string key: what tableGetByKey does with TableKey::makeString(key), without
+// building the key.
+inline Value tableGetString(const Table* table, const LuaString& key)
+{
+    if (!table || table->hash.empty())
+    {
+        return Value();
+    }
+    const HashPart::Entry* entry = table->hash.findString(key, key.bytesHash() ^ kStringKeyHashSalt);
+    return entry ? entry->value : Value();
 }
 
 inline Ref<Table> makeTable()
