@@ -12,7 +12,7 @@
 set(velmar_cycle_leaking_tests
     # golden scripts, by area_name
     base_assert base_error base_print base_type_tostring
-    closures_loop_capture closures_methods closures_recursion closures_upvalues
+    closures_arguments closures_loop_capture closures_methods closures_recursion closures_upvalues
     control_break_top control_generic_for control_if control_multiple_assign control_numeric_for
     control_while_break
     errors_index_call_assign errors_native_count errors_operators errors_stack_overflow
