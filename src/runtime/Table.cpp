@@ -26,7 +26,9 @@ std::uint64_t TableKeyHash::operator()(const TableKey& key) const noexcept
     }
 }
 
-const HashPart::Entry* HashPart::findString(const LuaString& key, std::uint64_t hash) const noexcept
+// Walks the bucket chain of `hash` for the entry whose key `matches` accepts.
+template <typename Matches>
+const HashPart::Entry* HashPart::findMatching(std::uint64_t hash, Matches matches) const noexcept
 {
     if (buckets_.empty())
     {
@@ -36,7 +38,7 @@ const HashPart::Entry* HashPart::findString(const LuaString& key, std::uint64_t 
     while (index >= 0)
     {
         const Entry& entry = entries_[static_cast<std::size_t>(index)];
-        if (entry.hash == hash && entry.key.asValue().isString() && entry.key.asValue().string()->equals(key))
+        if (entry.hash == hash && matches(entry.key))
         {
             return &entry;
         }
@@ -45,23 +47,16 @@ const HashPart::Entry* HashPart::findString(const LuaString& key, std::uint64_t 
     return nullptr;
 }
 
+const HashPart::Entry* HashPart::findString(const LuaString& key, std::uint64_t hash) const noexcept
+{
+    return findMatching(hash, [&key](const TableKey& candidate) {
+        return candidate.asValue().isString() && candidate.asValue().string()->equals(key);
+    });
+}
+
 const HashPart::Entry* HashPart::find(const TableKey& key, std::uint64_t hash) const noexcept
 {
-    if (buckets_.empty())
-    {
-        return nullptr;
-    }
-    std::int32_t index = buckets_[hash & (buckets_.size() - 1)];
-    while (index >= 0)
-    {
-        const Entry& entry = entries_[static_cast<std::size_t>(index)];
-        if (entry.hash == hash && entry.key == key)
-        {
-            return &entry;
-        }
-        index = entry.next;
-    }
-    return nullptr;
+    return findMatching(hash, [&key](const TableKey& candidate) { return candidate == key; });
 }
 
 void HashPart::rebuildBuckets(std::size_t bucketCount)

@@ -97,6 +97,7 @@ public:
     std::size_t bucketCount() const noexcept { return buckets_.size(); }
 
 private:
+    template <typename Matches> const Entry* findMatching(std::uint64_t hash, Matches matches) const noexcept;
     void rebuildBuckets(std::size_t bucketCount);
 
     std::vector<Entry> entries_;
