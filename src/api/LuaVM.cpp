@@ -83,7 +83,7 @@ LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::str
             }
             if (status == ExecStatus::Return)
             {
-                result = std::move(pendingReturn);
+                result = takeReturnValues();
             }
             else if (status == ExecStatus::Break)
             {
@@ -211,7 +211,8 @@ void LuaVM::Impl::bindNativeGlobal(const std::string& name, NativeCallable funct
 
 void LuaVM::Impl::bindTableFunction(Table& table, const std::string& name, NativeCallable function)
 {
-    tableSetByKey(&table, TableKey::makeString(name), Value(makeNativeFunction(name, std::move(function))));
+    tableSetByKey(&table, TableKey::makeString(Ref<LuaString>(internName(name).string())),
+                  Value(makeNativeFunction(name, std::move(function))));
 }
 
 // ---- LuaVM ----

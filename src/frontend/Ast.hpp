@@ -72,6 +72,8 @@ class Environment;
 
 // The evaluator picks one of these per node, by the node's shape, the first time the node runs.
 using ExprEvaluator = Value (*)(LuaVM::Impl& vm, const Expr& expr, Environment* environment);
+// Every node starts with this one: it picks the node's evaluator, installs it and runs it.
+Value evaluateFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment);
 
 struct Expr
 {
@@ -79,7 +81,7 @@ struct Expr
     virtual ~Expr() = default;
     ExprKind kind;
     std::uint32_t line;
-    mutable ExprEvaluator evaluate = nullptr; // evaluator-owned
+    mutable ExprEvaluator evaluate = &evaluateFirstTime; // evaluator-owned
 };
 
 // Checked down-cast by kind tag: the node as T, or empty when it is of another class.

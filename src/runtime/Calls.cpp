@@ -1,6 +1,8 @@
 // Calls: script errors, environments, closures, and calling script and native functions.
 #include "runtime/Interpreter.hpp"
 
+#include <type_traits>
+
 namespace velmar::lua
 {
 
@@ -27,6 +29,17 @@ Value LuaVM::Impl::makeScriptFunction(std::string name, const FunctionExpr& func
     handle->function = std::const_pointer_cast<FunctionExpr>(function.shared_from_this());
     handle->closure = Ref<Environment>(current);
     return Value(std::move(handle));
+}
+
+Value LuaVM::Impl::internName(std::string_view name)
+{
+    if (auto found = internedNames.find(name); found != internedNames.end())
+    {
+        return found->second;
+    }
+    Value key(name);
+    internedNames.emplace(key.stringView(), key);
+    return key;
 }
 
 void LuaVM::Impl::serviceStep(std::uint32_t line)
@@ -57,7 +70,49 @@ MultiValue LuaVM::Impl::callValue(const Value& callee, ValueSpan arguments, std:
     return callHandle(callee.function(), arguments, line);
 }
 
-MultiValue LuaVM::Impl::runFunctionBody(const FunctionExpr& function, Environment* environment)
+// The values a return statement left in pendingReturn, as the caller wants them.
+template <> MultiValue LuaVM::Impl::takePendingReturn<MultiValue>()
+{
+    if (pendingIsValue)
+    {
+        return MultiValue(std::move(pendingValue));
+    }
+    return std::move(pendingReturn);
+}
+
+template <> Value LuaVM::Impl::takePendingReturn<Value>()
+{
+    if (pendingIsValue)
+    {
+        return std::move(pendingValue);
+    }
+    Value first = pendingReturn.empty() ? Value() : std::move(pendingReturn[0]);
+    pendingReturn.clear();
+    return first;
+}
+
+MultiValue LuaVM::Impl::takeReturnValues()
+{
+    return takePendingReturn<MultiValue>();
+}
+
+// Several returned values; kept out of line so that the list does not widen every call's frame.
+template <typename Result>
+[[gnu::noinline]] Result LuaVM::Impl::evaluateReturnList(const std::vector<ExprPtr>& values, Environment* environment)
+{
+    MultiValue results = evaluateExpressionList(values, environment);
+    if constexpr (std::is_same_v<Result, Value>)
+    {
+        return std::move(results[0]);
+    }
+    else
+    {
+        return results;
+    }
+}
+
+template <typename Result>
+[[gnu::always_inline]] inline Result LuaVM::Impl::runFunctionBody(const FunctionExpr& function, Environment* environment)
 {
     const StmtList& body = function.body;
     const std::size_t count = body.size();
@@ -69,7 +124,7 @@ MultiValue LuaVM::Impl::runFunctionBody(const FunctionExpr& function, Environmen
             const ExecStatus status = executeStatement(*body[i], environment);
             if (status == ExecStatus::Return)
             {
-                return std::move(pendingReturn);
+                return takePendingReturn<Result>();
             }
             if (status == ExecStatus::Break)
             {
@@ -79,21 +134,45 @@ MultiValue LuaVM::Impl::runFunctionBody(const FunctionExpr& function, Environmen
         const auto& tail = static_cast<const ReturnStmt&>(*body.back());
         if (tail.values.empty())
         {
-            return MultiValue();
+            return Result();
         }
         if (tail.values.size() == 1)
         {
-            return evaluateExpressionMulti(*tail.values[0], environment, true);
+            const Expr& value = *tail.values[0];
+            if (value.kind == ExprKind::Call)
+            {
+                return invokeCall<Result>(static_cast<const CallExpr&>(value), environment);
+            }
+            return Result(evaluateExpression(value, environment));
         }
-        return evaluateExpressionList(tail.values, environment);
+        return evaluateReturnList<Result>(tail.values, environment);
     }
     switch (executeStatements(body, environment))
     {
-    case ExecStatus::Normal: return MultiValue();
-    case ExecStatus::Return: return std::move(pendingReturn);
+    case ExecStatus::Normal: return Result();
+    case ExecStatus::Return: return takePendingReturn<Result>();
     case ExecStatus::Break: throw BreakSignal{}; // ends the caller's innermost loop
     }
-    return MultiValue();
+    return Result();
+}
+
+template <typename Result>
+[[gnu::always_inline]] inline Result LuaVM::Impl::runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line)
+{
+    guardStack(line);
+    countStep(line);
+    try
+    {
+        return runFunctionBody<Result>(function, frame);
+    }
+    catch (const RuntimeError&)
+    {
+        throw;
+    }
+    catch (const zq::exception& error)
+    {
+        failRuntime(line, error.message()); // library errors become script errors at the call's line
+    }
 }
 
 namespace
@@ -118,39 +197,189 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
     {
         failRuntime(line, "attempt to call an empty function");
     }
-    guardStack(line);
-    countStep(line);
-    try
+    if (handle->kind == LuaFunctionHandle::Kind::Native)
     {
-        if (handle->kind == LuaFunctionHandle::Kind::Native)
+        guardStack(line);
+        countStep(line);
+        try
         {
             return handle->native(*owner, arguments, line);
         }
-        const FunctionExpr& function = *handle->function;
-        if (function.slotCount == 0)
+        catch (const RuntimeError&)
         {
-            return runFunctionBody(function, handle->closure.get()); // no parameters or locals: no frame
+            throw;
         }
-        if (function.noFunctions)
+        catch (const zq::exception& error)
         {
-            Environment environment(function.slotCount);
-            environment.setParent(handle->closure.get());
-            bindParameters(function, environment, arguments);
-            return runFunctionBody(function, &environment);
+            failRuntime(line, error.message()); // library errors become script errors at the call's line
         }
-        Ref<Environment> environment = Environment::makeShared(function.slotCount);
-        environment->setParent(handle->closure.get());
-        bindParameters(function, *environment, arguments);
-        return runFunctionBody(function, environment.get());
     }
-    catch (const RuntimeError&)
+    const FunctionExpr& function = *handle->function;
+    if (function.slotCount == 0)
     {
-        throw;
+        return runScriptCall<MultiValue>(function, handle->closure.get(), line); // no parameters or locals: no frame
     }
-    catch (const zq::exception& error)
+    if (function.noFunctions)
     {
-        failRuntime(line, error.message()); // library errors become script errors at the call's line
+        Environment environment(function.slotCount);
+        environment.setParent(handle->closure.get());
+        bindParameters(function, environment, arguments);
+        return runScriptCall<MultiValue>(function, &environment, line);
     }
+    Ref<Environment> environment = Environment::makeShared(function.slotCount);
+    environment->setParent(handle->closure.get());
+    bindParameters(function, *environment, arguments);
+    return runScriptCall<MultiValue>(function, environment.get(), line);
+}
+
+// Evaluates a call's arguments left to right straight into the first `bound` slots of the callee's
+// frame; the others are evaluated for their effects and dropped. Only a final call expands, and only
+// into the slots that are left.
+[[gnu::always_inline]] inline void LuaVM::Impl::bindArguments(const CallExpr& call, Value* receiver, Value* slots,
+                                                             std::size_t bound, Environment* environment)
+{
+    std::size_t next = 0;
+    if (receiver)
+    {
+        if (bound != 0)
+        {
+            slots[0] = std::move(*receiver);
+        }
+        next = 1;
+    }
+    const std::vector<ExprPtr>& arguments = call.arguments;
+    const std::size_t count = arguments.size();
+    for (std::size_t i = 0; i < count; ++i, ++next)
+    {
+        const Expr& argument = *arguments[i];
+        if (i + 1 == count && argument.kind == ExprKind::Call)
+        {
+            const auto& inner = static_cast<const CallExpr&>(argument);
+            if (next + 1 >= bound) // one result at most is kept
+            {
+                Value result = invokeCall<Value>(inner, environment);
+                if (next < bound)
+                {
+                    slots[next] = std::move(result);
+                }
+                return;
+            }
+            spreadResults(inner, slots + next, bound - next, environment);
+            return;
+        }
+        Value value = evaluateExpression(argument, environment);
+        if (next < bound)
+        {
+            slots[next] = std::move(value);
+        }
+    }
+}
+
+// A final argument call whose results fill several parameters.
+[[gnu::noinline]] void LuaVM::Impl::spreadResults(const CallExpr& call, Value* slots, std::size_t bound,
+                                                  Environment* environment)
+{
+    MultiValue results = invokeCall<MultiValue>(call, environment);
+    for (std::size_t i = 0; i < results.size() && i < bound; ++i)
+    {
+        slots[i] = std::move(results[i]);
+    }
+}
+
+// Any callee but a script function: the arguments are collected into a list for callValue.
+template <typename Result>
+[[gnu::noinline]] Result LuaVM::Impl::invokeCollected(const CallExpr& call, const Value& callee, Value* receiver,
+                                                      Environment* environment)
+{
+    SmallValueStore<6> arguments;
+    if (receiver)
+    {
+        arguments.push(std::move(*receiver));
+    }
+    collectArguments(call.arguments, environment, arguments);
+    MultiValue results = callValue(callee, arguments.span(), call.line);
+    if constexpr (std::is_same_v<Result, Value>)
+    {
+        return results.empty() ? Value() : std::move(results[0]);
+    }
+    else
+    {
+        return results;
+    }
+}
+
+// A call in the tree. A script callee gets its frame first and the arguments evaluated into it, so no
+// argument list is built and copied; everything else goes through callValue. The common plain call to a
+// function without closures runs in this one machine frame; method calls and shared frames branch off,
+// so their extra state does not widen it (deep recursion pays for every byte here).
+template <typename Result> Result LuaVM::Impl::invokeCall(const CallExpr& call, Environment* environment)
+{
+    guardStack(call.line);
+    if (call.object)
+    {
+        return invokeMethod<Result>(call, environment);
+    }
+    const Value callee = evaluateExpression(*call.callee, environment);
+    return invokeValue<Result>(call, callee, nullptr, environment);
+}
+
+template <typename Result>
+[[gnu::noinline]] Result LuaVM::Impl::invokeMethod(const CallExpr& call, Environment* environment)
+{
+    Value receiver = evaluateExpression(*call.object, environment);
+    const Value& name = nameKeyOf(call.methodKey, call.methodName);
+    const Value callee =
+        receiver.isTable() ? tableGetString(receiver.table(), *name.string()) : indexValue(receiver, name, call.line);
+    return invokeValue<Result>(call, callee, &receiver, environment);
+}
+
+template <typename Result>
+[[gnu::always_inline]] inline Result LuaVM::Impl::invokeValue(const CallExpr& call, const Value& callee,
+                                                              Value* receiver, Environment* environment)
+{
+    LuaFunctionHandle* handle = callee.isFunction() ? callee.function() : nullptr;
+    if (!handle || handle->kind != LuaFunctionHandle::Kind::Script)
+    {
+        return invokeCollected<Result>(call, callee, receiver, environment);
+    }
+    const FunctionExpr& function = *handle->function;
+    if (function.slotCount == 0)
+    {
+        bindArguments(call, receiver, nullptr, 0, environment);
+        return runScriptCall<Result>(function, handle->closure.get(), call.line); // no parameters or locals: no frame
+    }
+    if (!function.noFunctions)
+    {
+        return invokeShared<Result>(call, *handle, receiver, environment);
+    }
+    Environment frame(function.slotCount);
+    frame.setParent(handle->closure.get());
+    bindArguments(call, receiver, frame.slots.data(), std::min(function.parameters.size(), frame.slotCount()),
+                  environment);
+    return runScriptCall<Result>(function, &frame, call.line);
+}
+
+// A body that makes closures: its frame lives on the heap, where a closure can keep it.
+template <typename Result>
+[[gnu::noinline]] Result LuaVM::Impl::invokeShared(const CallExpr& call, LuaFunctionHandle& handle, Value* receiver,
+                                                   Environment* environment)
+{
+    const FunctionExpr& function = *handle.function;
+    Ref<Environment> frame = Environment::makeShared(function.slotCount);
+    frame->setParent(handle.closure.get());
+    bindArguments(call, receiver, frame->slots.data(), std::min(function.parameters.size(), frame->slotCount()),
+                  environment);
+    return runScriptCall<Result>(function, frame.get(), call.line);
+}
+
+MultiValue LuaVM::Impl::callExpression(const CallExpr& call, Environment* environment)
+{
+    return invokeCall<MultiValue>(call, environment);
+}
+
+Value LuaVM::Impl::callExpressionOne(const CallExpr& call, Environment* environment)
+{
+    return invokeCall<Value>(call, environment);
 }
 
 } // namespace velmar::lua

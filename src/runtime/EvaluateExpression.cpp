@@ -9,16 +9,6 @@ namespace velmar::lua
 namespace
 {
 
-// The key Value of a name in the tree, made once and kept in the node.
-const Value& nameKeyOf(const Value& cache, const std::string& name)
-{
-    if (!cache.isString())
-    {
-        const_cast<Value&>(cache) = Value(name);
-    }
-    return cache;
-}
-
 TableKey stringKey(const Value& text)
 {
     return TableKey::makeString(Ref<LuaString>(text.string()));
@@ -85,6 +75,13 @@ Value evaluateLocalOuter(Impl&, const Expr& expr, Environment* environment)
     return scope && variable.slot < scope->slotCount() ? scope->slots[variable.slot] : Value();
 }
 
+Value evaluateLocalParent(Impl&, const Expr& expr, Environment* environment)
+{
+    const auto& variable = static_cast<const VariableExpr&>(expr);
+    Environment* scope = environment ? environment->parent() : nullptr;
+    return scope && variable.slot < scope->slotCount() ? scope->slots[variable.slot] : Value();
+}
+
 Value evaluateGlobal(Impl& vm, const Expr& expr, Environment*)
 {
     return vm.globalTable.globals[static_cast<const VariableExpr&>(expr).globalSlot];
@@ -115,10 +112,77 @@ Value evaluateIndexNode(Impl& vm, const Expr& expr, Environment* environment)
     return vm.evaluateIndex(static_cast<const IndexExpr&>(expr), environment);
 }
 
+// The slot of a local variable node, or null when its environment does not have it.
+const Value* localSlot(const Expr& expr, Environment* environment)
+{
+    const auto& variable = static_cast<const VariableExpr&>(expr);
+    Environment* scope = Impl::resolveLocalEnvironment(environment, variable.runtimeDepth);
+    return scope && variable.slot < scope->slotCount() ? &scope->slots[variable.slot] : nullptr;
+}
+
+bool isLocalVariable(const Expr& expr)
+{
+    return expr.kind == ExprKind::Variable && static_cast<const VariableExpr&>(expr).runtimeDepth >= 0;
+}
+
+// True when evaluating the expression runs no script code: no call anywhere in it (looked at to a small
+// depth only; deeper trees count as running code).
+bool runsNoCode(const Expr& expr, int depth = 0)
+{
+    if (depth > 4)
+    {
+        return false;
+    }
+    switch (expr.kind)
+    {
+    case ExprKind::Literal:
+    case ExprKind::Variable: return true;
+    case ExprKind::Unary: return runsNoCode(*static_cast<const UnaryExpr&>(expr).operand, depth + 1);
+    case ExprKind::Binary:
+    {
+        const auto& binary = static_cast<const BinaryExpr&>(expr);
+        return runsNoCode(*binary.left, depth + 1) && runsNoCode(*binary.right, depth + 1);
+    }
+    case ExprKind::Index:
+    {
+        const auto& index = static_cast<const IndexExpr&>(expr);
+        return runsNoCode(*index.object, depth + 1) && runsNoCode(*index.index, depth + 1);
+    }
+    case ExprKind::Field: return runsNoCode(*static_cast<const FieldExpr&>(expr).object, depth + 1);
+    default: return false;
+    }
+}
+
+// t.name on a local t: the table is read in place instead of being copied out of its slot.
+Value evaluateFieldOfLocal(Impl& vm, const Expr& expr, Environment* environment)
+{
+    const auto& field = static_cast<const FieldExpr&>(expr);
+    const Value* object = localSlot(*field.object, environment);
+    if (object && object->isTable())
+    {
+        return tableGetString(object->table(), *vm.nameKeyOf(field.cacheKey, field.name).string());
+    }
+    return vm.evaluateField(field, environment);
+}
+
+// t[k] on a local t with a key that runs no code, so nothing can change t while k is evaluated: the key
+// first, then the table read in place.
+Value evaluateIndexOfLocal(Impl& vm, const Expr& expr, Environment* environment)
+{
+    const auto& index = static_cast<const IndexExpr&>(expr);
+    vm.guardStack(index.line);
+    const Value key = vm.evaluateExpression(*index.index, environment);
+    const Value* object = localSlot(*index.object, environment);
+    if (object && object->isTable() && key.isInteger())
+    {
+        return tableGetInteger(object->table(), key.integer());
+    }
+    return vm.indexValue(object ? *object : Value(), key, index.line);
+}
+
 Value evaluateCallNode(Impl& vm, const Expr& expr, Environment* environment)
 {
-    MultiValue results = vm.callExpression(static_cast<const CallExpr&>(expr), environment);
-    return results.empty() ? Value() : std::move(results[0]);
+    return vm.callExpressionOne(static_cast<const CallExpr&>(expr), environment);
 }
 
 Value evaluateFunctionNode(Impl& vm, const Expr& expr, Environment* environment)
@@ -143,7 +207,7 @@ bool hasConstantIntegerRight(const BinaryExpr& expr)
 }
 
 // Integer fast paths of the common operators; anything else goes through binaryOperation.
-template <TokenKind Op> bool integerFastPath(std::int64_t a, std::int64_t b, Value& out)
+template <TokenKind Op> [[gnu::always_inline]] inline bool integerFastPath(std::int64_t a, std::int64_t b, Value& out)
 {
     long long result;
     switch (Op)
@@ -186,6 +250,50 @@ template <TokenKind Op> bool integerFastPath(std::int64_t a, std::int64_t b, Val
     }
 }
 
+// numericResult of a float, with the common case inline: a value whose fractional part is further than
+// one epsilon from both neighbouring integers stays a float without the rounding and range checks.
+[[gnu::always_inline]] inline Value floatResult(double number)
+{
+    if (std::fabs(number) < 4503599627370496.0) // 2^52: below it, truncation to an integer is exact
+    {
+        const double fraction = std::fabs(number - static_cast<double>(static_cast<std::int64_t>(number)));
+        if (fraction > kEpsilon && 1.0 - fraction > kEpsilon) // both differences are exact
+        {
+            return Value(number);
+        }
+    }
+    return numericResult(number);
+}
+
+// Arithmetic and ordering with a float operand, exactly as binaryOperation computes them.
+template <TokenKind Op> [[gnu::always_inline]] inline bool numberFastPath(const Value& left, const Value& right, Value& out)
+{
+    if (!left.isNumber() || !right.isNumber())
+    {
+        return false;
+    }
+    const double a = left.isFloat() ? left.number() : static_cast<double>(left.integer());
+    const double b = right.isFloat() ? right.number() : static_cast<double>(right.integer());
+    switch (Op)
+    {
+    case TokenKind::Plus: out = floatResult(a + b); return true;
+    case TokenKind::Minus: out = floatResult(a - b); return true;
+    case TokenKind::Star: out = floatResult(a * b); return true;
+    case TokenKind::Slash:
+        if (std::fabs(b) <= kEpsilon)
+        {
+            return false; // binaryOperation reports the division by zero
+        }
+        out = Value(a / b); // always a float, never normalised
+        return true;
+    case TokenKind::Less: out = Value(a < b); return true;
+    case TokenKind::LessEqual: out = Value(a <= b); return true;
+    case TokenKind::Greater: out = Value(a > b); return true;
+    case TokenKind::GreaterEqual: out = Value(a >= b); return true;
+    default: return false;
+    }
+}
+
 template <TokenKind Op> Value evaluateOperator(Impl& vm, const Expr& expr, Environment* environment)
 {
     const auto& binary = static_cast<const BinaryExpr&>(expr);
@@ -193,7 +301,14 @@ template <TokenKind Op> Value evaluateOperator(Impl& vm, const Expr& expr, Envir
     const Value left = vm.evaluateExpression(*binary.left, environment);
     const Value right = vm.evaluateExpression(*binary.right, environment);
     Value result;
-    if (left.isInteger() && right.isInteger() && integerFastPath<Op>(left.integer(), right.integer(), result))
+    if (left.isInteger() && right.isInteger())
+    {
+        if (integerFastPath<Op>(left.integer(), right.integer(), result))
+        {
+            return result;
+        }
+    }
+    else if (numberFastPath<Op>(left, right, result))
     {
         return result;
     }
@@ -205,12 +320,20 @@ template <TokenKind Op> Value evaluateOperatorConstant(Impl& vm, const Expr& exp
     const auto& binary = static_cast<const BinaryExpr&>(expr);
     vm.guardStack(binary.line);
     const Value left = vm.evaluateExpression(*binary.left, environment);
+    const Value& right = static_cast<const LiteralExpr&>(*binary.right).value;
     Value result;
-    if (left.isInteger() && integerFastPath<Op>(left.integer(), constantRight(binary), result))
+    if (left.isInteger())
+    {
+        if (integerFastPath<Op>(left.integer(), constantRight(binary), result))
+        {
+            return result;
+        }
+    }
+    else if (numberFastPath<Op>(left, right, result))
     {
         return result;
     }
-    return vm.binaryOperation(binary, left, static_cast<const LiteralExpr&>(*binary.right).value);
+    return vm.binaryOperation(binary, left, right);
 }
 
 template <TokenKind Op> ExprEvaluator operatorEvaluator(const BinaryExpr& binary)
@@ -232,6 +355,10 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
         {
             return &evaluateLocalHere;
         }
+        if (variable.runtimeDepth == 1)
+        {
+            return &evaluateLocalParent;
+        }
         if (variable.runtimeDepth > 0)
         {
             return &evaluateLocalOuter;
@@ -247,6 +374,7 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
         case TokenKind::Plus: return operatorEvaluator<TokenKind::Plus>(binary);
         case TokenKind::Minus: return operatorEvaluator<TokenKind::Minus>(binary);
         case TokenKind::Star: return operatorEvaluator<TokenKind::Star>(binary);
+        case TokenKind::Slash: return &evaluateOperator<TokenKind::Slash>;
         case TokenKind::Percent: return operatorEvaluator<TokenKind::Percent>(binary);
         case TokenKind::Less: return operatorEvaluator<TokenKind::Less>(binary);
         case TokenKind::LessEqual: return operatorEvaluator<TokenKind::LessEqual>(binary);
@@ -258,21 +386,25 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
         }
     }
     case ExprKind::Table: return &evaluateTableNode;
-    case ExprKind::Field: return &evaluateFieldNode;
-    case ExprKind::Index: return &evaluateIndexNode;
+    case ExprKind::Field:
+        return isLocalVariable(*static_cast<const FieldExpr&>(expr).object) ? &evaluateFieldOfLocal
+                                                                              : &evaluateFieldNode;
+    case ExprKind::Index:
+    {
+        const auto& index = static_cast<const IndexExpr&>(expr);
+        return isLocalVariable(*index.object) && runsNoCode(*index.index) ? &evaluateIndexOfLocal
+                                                                           : &evaluateIndexNode;
+    }
     case ExprKind::Call: return &evaluateCallNode;
     case ExprKind::Function: return &evaluateFunctionNode;
     }
     return &evaluateBinaryNode; // a tag outside the enum fails there with "unsupported expression"
 }
 
-MultiValue LuaVM::Impl::evaluateExpressionMulti(const Expr& expr, Environment* environment, bool wantAll)
+Value evaluateFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment)
 {
-    if (wantAll && expr.kind == ExprKind::Call)
-    {
-        return callExpression(static_cast<const CallExpr&>(expr), environment);
-    }
-    return MultiValue(evaluateExpression(expr, environment));
+    expr.evaluate = LuaVM::Impl::selectEvaluator(expr);
+    return expr.evaluate(vm, expr, environment);
 }
 
 MultiValue LuaVM::Impl::evaluateExpressionList(const std::vector<ExprPtr>& exprs, Environment* environment)
@@ -480,6 +612,13 @@ Value LuaVM::Impl::evaluateTable(const TableExpr& expr, Environment* environment
 {
     guardStack(expr.line);
     Ref<Table> table = makeTable();
+    std::size_t positional = 0;
+    for (const TableExpr::Field& field : expr.fields)
+    {
+        positional += field.kind == TableExpr::FieldKind::Positional ? 1 : 0;
+    }
+    table->array.reserve(positional);
+    table->hash.reserve(expr.fields.size() - positional);
     std::int64_t position = 0;
     for (const TableExpr::Field& field : expr.fields)
     {
@@ -520,7 +659,7 @@ Value LuaVM::Impl::evaluateField(const FieldExpr& expr, Environment* environment
     const Value& key = nameKeyOf(expr.cacheKey, expr.name);
     if (object.isTable())
     {
-        return tableGetByKey(object.table(), stringKey(key));
+        return tableGetString(object.table(), *key.string());
     }
     return indexValue(object, key, expr.line);
 }
@@ -593,25 +732,6 @@ void LuaVM::Impl::collectArguments(const std::vector<ExprPtr>& arguments, Enviro
     }
 }
 
-MultiValue LuaVM::Impl::callExpression(const CallExpr& call, Environment* environment)
-{
-    guardStack(call.line);
-    SmallValueStore<6> arguments;
-    Value callee;
-    if (call.object)
-    {
-        Value receiver = evaluateExpression(*call.object, environment);
-        callee = indexValue(receiver, nameKeyOf(call.methodKey, call.methodName), call.line);
-        arguments.push(std::move(receiver));
-    }
-    else
-    {
-        callee = evaluateExpression(*call.callee, environment);
-    }
-    collectArguments(call.arguments, environment, arguments);
-    return callValue(callee, arguments.span(), call.line);
-}
-
 void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environment* environment)
 {
     switch (target.kind)
@@ -648,6 +768,11 @@ void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environm
             return;
         }
         const Value key = evaluateExpression(*target.index, environment);
+        if (key.isInteger())
+        {
+            tableSetInteger(object.table(), key.integer(), std::move(value));
+            return;
+        }
         TableKey tableKey;
         if (!tryMakeKeyFromValue(key, tableKey))
         {

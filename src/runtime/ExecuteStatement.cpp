@@ -7,22 +7,10 @@
 namespace velmar::lua
 {
 
-ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environment* environment)
-{
-    for (const StmtPtr& statement : statements)
-    {
-        const ExecStatus status = executeStatement(*statement, environment);
-        if (status != ExecStatus::Normal)
-        {
-            return status;
-        }
-    }
-    return ExecStatus::Normal;
-}
-
 // One dispatch and a tail call per statement: the cases live in their own functions so that this one
-// stays small and cheap to enter.
-ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* environment)
+// stays small enough to inline into the statement loop.
+[[gnu::always_inline]] inline ExecStatus LuaVM::Impl::dispatchStatement(const Stmt& statement,
+                                                                        Environment* environment)
 {
     countStep(statement.line);
     switch (statement.kind)
@@ -41,13 +29,31 @@ ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* env
     failRuntime(statement.line, "unsupported statement");
 }
 
+ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* environment)
+{
+    return dispatchStatement(statement, environment);
+}
+
+ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environment* environment)
+{
+    for (const StmtPtr& statement : statements)
+    {
+        const ExecStatus status = dispatchStatement(*statement, environment);
+        if (status != ExecStatus::Normal)
+        {
+            return status;
+        }
+    }
+    return ExecStatus::Normal;
+}
+
 [[gnu::noinline]] ExecStatus LuaVM::Impl::executeExpressionStatement(const ExpressionStmt& statement,
                                                                      Environment* environment)
 {
     const Expr& expression = *statement.expression;
     if (expression.kind == ExprKind::Call)
     {
-        callExpression(static_cast<const CallExpr&>(expression), environment);
+        callExpressionOne(static_cast<const CallExpr&>(expression), environment); // the results are dropped
     }
     else
     {
@@ -67,7 +73,22 @@ ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* env
 
 [[gnu::noinline]] ExecStatus LuaVM::Impl::executeReturn(const ReturnStmt& statement, Environment* environment)
 {
-    pendingReturn = evaluateExpressionList(statement.values, environment);
+    const auto& values = statement.values;
+    if (values.size() == 1)
+    {
+        const Expr& value = *values[0];
+        if (value.kind == ExprKind::Call)
+        {
+            pendingReturn = callExpression(static_cast<const CallExpr&>(value), environment);
+            pendingIsValue = false;
+            return ExecStatus::Return;
+        }
+        pendingValue = evaluateExpression(value, environment); // no list for the common single value
+        pendingIsValue = true;
+        return ExecStatus::Return;
+    }
+    pendingReturn = evaluateExpressionList(values, environment);
+    pendingIsValue = false;
     return ExecStatus::Return;
 }
 
@@ -91,7 +112,29 @@ ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* env
         assignTarget(target, std::move(value), environment);
         return ExecStatus::Normal;
     }
+    return executeMultipleAssignment(statement, environment);
+}
+
+[[gnu::noinline]] ExecStatus LuaVM::Impl::executeMultipleAssignment(const AssignmentStmt& statement,
+                                                                    Environment* environment)
+{
+    const auto& targets = statement.targets;
+    const auto& values = statement.values;
     // Every expression is evaluated before the first store.
+    constexpr std::size_t kPaired = 4;
+    if (targets.size() == values.size() && values.size() <= kPaired && values.back()->kind != ExprKind::Call)
+    {
+        Value results[kPaired]; // one value per target: no list to build
+        for (std::size_t i = 0; i < values.size(); ++i)
+        {
+            results[i] = evaluateExpression(*values[i], environment);
+        }
+        for (std::size_t i = 0; i < targets.size(); ++i)
+        {
+            assignTarget(targets[i], std::move(results[i]), environment);
+        }
+        return ExecStatus::Normal;
+    }
     MultiValue results = evaluateExpressionList(values, environment);
     for (std::size_t i = 0; i < targets.size(); ++i)
     {
@@ -100,14 +143,9 @@ ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* env
     return ExecStatus::Normal;
 }
 
-ExecStatus LuaVM::Impl::executeBlock(const StmtList& body, std::size_t slotCount, bool noFunctions,
-                                     Environment* environment)
+ExecStatus LuaVM::Impl::executeScopedBlock(const StmtList& body, std::size_t slotCount, bool noFunctions,
+                                           Environment* environment)
 {
-    guardStack(body.empty() ? 0 : body.front()->line);
-    if (slotCount == 0)
-    {
-        return executeStatements(body, environment); // no locals: the scope gets no environment
-    }
     if (noFunctions)
     {
         Environment local(slotCount);
@@ -157,13 +195,16 @@ namespace
 class LoopEnvironment
 {
 public:
-    LoopEnvironment(std::size_t slotCount, bool noFunctions, Environment* parent)
-        : local_(noFunctions ? slotCount : 0), slotCount_(slotCount), noFunctions_(noFunctions), parent_(parent)
+    // `storedSlots`: how many leading slots the loop itself stores before every iteration; when that is
+    // all of them, the reused environment needs no clearing in between.
+    LoopEnvironment(std::size_t slotCount, bool noFunctions, Environment* parent, std::size_t storedSlots = 0)
+        : local_(noFunctions ? slotCount : 0), slotCount_(slotCount), noFunctions_(noFunctions),
+          clearEachTime_(storedSlots < slotCount), parent_(parent)
     {
         local_.setParent(parent);
     }
 
-    Environment* next()
+    [[gnu::always_inline]] Environment* next()
     {
         if (slotCount_ == 0)
         {
@@ -171,7 +212,10 @@ public:
         }
         if (noFunctions_)
         {
-            LuaVM::Impl::clearEnvironmentSlots(&local_);
+            if (clearEachTime_)
+            {
+                LuaVM::Impl::clearEnvironmentSlots(&local_);
+            }
             return &local_;
         }
         shared_ = Environment::makeShared(slotCount_);
@@ -184,6 +228,7 @@ private:
     Ref<Environment> shared_;
     std::size_t slotCount_;
     bool noFunctions_;
+    bool clearEachTime_;
     Environment* parent_;
 };
 
@@ -224,7 +269,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     {
         failRuntime(statement.line, "numeric for loop expects numeric bounds");
     }
-    LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment);
+    LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment, statement.variableSlot == 0 ? 1 : 0);
     if (start.isInteger() && limit.isInteger() && step.isInteger())
     {
         const std::int64_t last = limit.integer();
@@ -285,7 +330,12 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     }
     const Value iterator = iterators[0]; // keeps the state alive for the whole loop
     IteratorState& state = *iterator.iterator();
-    LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment);
+    std::size_t storedSlots = 0; // the variables take the first slots, in order, in every loop the resolver makes
+    while (storedSlots < statement.variableSlots.size() && statement.variableSlots[storedSlots] == storedSlots)
+    {
+        ++storedSlots;
+    }
+    LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment, storedSlots);
     MultiValue item;
     while (nextIteratorItem(state, item))
     {

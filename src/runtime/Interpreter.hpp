@@ -14,6 +14,8 @@
 #include <atomic>
 #include <limits>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 
 namespace velmar::lua
 {
@@ -24,7 +26,7 @@ class NativeObject;
 enum class ExecStatus : std::uint8_t
 {
     Normal,
-    Return, // the values wait in Impl::pendingReturn
+    Return, // the values wait in Impl::pendingReturn or Impl::pendingValue
     Break,
 };
 
@@ -50,18 +52,13 @@ public:
     // ---- Evaluator ----
     ExecStatus executeStatements(const StmtList& statements, Environment* environment);
     ExecStatus executeStatement(const Stmt& statement, Environment* environment);
+    ExecStatus dispatchStatement(const Stmt& statement, Environment* environment);
     Value evaluateExpression(const Expr& expr, Environment* environment)
     {
-        ExprEvaluator evaluate = expr.evaluate;
-        if (!evaluate) [[unlikely]]
-        {
-            evaluate = expr.evaluate = selectEvaluator(expr);
-        }
-        return evaluate(*this, expr, environment);
+        return expr.evaluate(*this, expr, environment);
     }
     // The evaluation function for a node's shape: specialised for locals, constants and operators.
     static ExprEvaluator selectEvaluator(const Expr& expr) noexcept;
-    MultiValue evaluateExpressionMulti(const Expr& expr, Environment* environment, bool wantAll);
     MultiValue evaluateExpressionList(const std::vector<ExprPtr>& exprs, Environment* environment);
     void assignTarget(const AssignTarget& target, Value value, Environment* environment);
     Value indexValue(const Value& object, const Value& key, std::uint32_t line);
@@ -69,6 +66,8 @@ public:
 
     MultiValue callValue(const Value& callee, ValueSpan arguments, std::uint32_t line);
     MultiValue callExpression(const CallExpr& call, Environment* environment);
+    // A call whose first result alone is wanted (or none, as in a call statement).
+    Value callExpressionOne(const CallExpr& call, Environment* environment);
     MultiValue callHandle(LuaFunctionHandle* handle, ValueSpan arguments, std::uint32_t line);
     Value makeScriptFunction(std::string name, const FunctionExpr& function, Environment* current);
 
@@ -89,6 +88,18 @@ public:
             environment->slots.fillNil();
         }
     }
+
+    // The key Value of a name in the tree, made once and kept in the node. Names are interned, so every
+    // node and library table naming a field shares one string, and key comparison is by address.
+    const Value& nameKeyOf(const Value& cache, const std::string& name)
+    {
+        if (!cache.isString()) [[unlikely]]
+        {
+            const_cast<Value&>(cache) = internName(name);
+        }
+        return cache;
+    }
+    Value internName(std::string_view name);
 
     // ---- Library binding and argument checks ----
     void bindDefaults();
@@ -121,9 +132,12 @@ public:
 
     LuaVM* owner;
     GlobalSlotTable globalTable;
+    std::unordered_map<std::string_view, Value> internedNames; // views into the strings they map to
     std::int32_t exitCode = -1;
 
-    MultiValue pendingReturn;         // values of the return statement being unwound
+    MultiValue pendingReturn;         // values of the return statement being unwound, unless...
+    Value pendingValue;               // ...it returned one plain expression: its value waits here
+    bool pendingIsValue = false;
     std::uint32_t pendingBreakLine = 0; // line of the break statement being unwound
     const char* stackLimit = nullptr; // frames below this address stop with "stack overflow"
     std::size_t stringLibrarySlot = 0;
@@ -136,15 +150,42 @@ public:
 
     ExecStatus executeExpressionStatement(const ExpressionStmt& statement, Environment* environment);
     ExecStatus executeAssignment(const AssignmentStmt& statement, Environment* environment);
+    ExecStatus executeMultipleAssignment(const AssignmentStmt& statement, Environment* environment);
     ExecStatus executeFunctionDeclaration(const FunctionDeclarationStmt& statement, Environment* environment);
     ExecStatus executeReturn(const ReturnStmt& statement, Environment* environment);
     ExecStatus executeIf(const IfStmt& statement, Environment* environment);
     ExecStatus executeWhile(const WhileStmt& statement, Environment* environment);
     ExecStatus executeNumericFor(const NumericForStmt& statement, Environment* environment);
     ExecStatus executeGenericFor(const GenericForStmt& statement, Environment* environment);
-    ExecStatus executeBlock(const StmtList& body, std::size_t slotCount, bool noFunctions, Environment* environment);
+    ExecStatus executeBlock(const StmtList& body, std::size_t slotCount, bool noFunctions, Environment* environment)
+    {
+        guardStack(body.empty() ? 0 : body.front()->line);
+        if (slotCount == 0)
+        {
+            return executeStatements(body, environment); // no locals: the scope gets no environment
+        }
+        return executeScopedBlock(body, slotCount, noFunctions, environment);
+    }
+    // A block with locals, in its own environment (kept out of line: the environment is large).
+    [[gnu::noinline]] ExecStatus executeScopedBlock(const StmtList& body, std::size_t slotCount, bool noFunctions,
+                                                    Environment* environment);
     ExecStatus executeLoopBody(const StmtList& body, Environment* environment, std::uint32_t line);
-    MultiValue runFunctionBody(const FunctionExpr& function, Environment* environment);
+    // The call path, for a result list (MultiValue) or for the first result alone (Value).
+    template <typename Result> Result invokeCall(const CallExpr& call, Environment* environment);
+    template <typename Result> Result invokeMethod(const CallExpr& call, Environment* environment);
+    template <typename Result>
+    Result invokeValue(const CallExpr& call, const Value& callee, Value* receiver, Environment* environment);
+    template <typename Result>
+    Result invokeShared(const CallExpr& call, LuaFunctionHandle& handle, Value* receiver, Environment* environment);
+    template <typename Result>
+    Result invokeCollected(const CallExpr& call, const Value& callee, Value* receiver, Environment* environment);
+    template <typename Result> Result runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line);
+    template <typename Result> Result runFunctionBody(const FunctionExpr& function, Environment* environment);
+    template <typename Result> Result takePendingReturn();
+    MultiValue takeReturnValues(); // what the return statement that ended a chunk left
+    template <typename Result> Result evaluateReturnList(const std::vector<ExprPtr>& values, Environment* environment);
+    void bindArguments(const CallExpr& call, Value* receiver, Value* slots, std::size_t bound, Environment* environment);
+    void spreadResults(const CallExpr& call, Value* slots, std::size_t bound, Environment* environment);
 
     Value evaluateUnary(const UnaryExpr& expr, Environment* environment);
     Value evaluateBinary(const BinaryExpr& expr, Environment* environment);

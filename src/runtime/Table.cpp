@@ -17,7 +17,7 @@ std::uint64_t TableKeyHash::operator()(const TableKey& key) const noexcept
         const std::int64_t integer = value.integer();
         return fnv1a(&integer, sizeof(integer)) ^ 0x13579bdfULL;
     }
-    case ValueKind::String: return value.string()->bytesHash() ^ 0x2468ace0ULL;
+    case ValueKind::String: return value.string()->bytesHash() ^ kStringKeyHashSalt;
     default:
     {
         const unsigned char byte = value.boolean() ? 1 : 0;
@@ -26,7 +26,9 @@ std::uint64_t TableKeyHash::operator()(const TableKey& key) const noexcept
     }
 }
 
-const HashPart::Entry* HashPart::find(const TableKey& key, std::uint64_t hash) const noexcept
+// Walks the bucket chain of `hash` for the entry whose key `matches` accepts.
+template <typename Matches>
+const HashPart::Entry* HashPart::findMatching(std::uint64_t hash, Matches matches) const noexcept
 {
     if (buckets_.empty())
     {
@@ -36,13 +38,25 @@ const HashPart::Entry* HashPart::find(const TableKey& key, std::uint64_t hash) c
     while (index >= 0)
     {
         const Entry& entry = entries_[static_cast<std::size_t>(index)];
-        if (entry.hash == hash && entry.key == key)
+        if (entry.hash == hash && matches(entry.key))
         {
             return &entry;
         }
         index = entry.next;
     }
     return nullptr;
+}
+
+const HashPart::Entry* HashPart::findString(const LuaString& key, std::uint64_t hash) const noexcept
+{
+    return findMatching(hash, [&key](const TableKey& candidate) {
+        return candidate.asValue().isString() && candidate.asValue().string()->equals(key);
+    });
+}
+
+const HashPart::Entry* HashPart::find(const TableKey& key, std::uint64_t hash) const noexcept
+{
+    return findMatching(hash, [&key](const TableKey& candidate) { return candidate == key; });
 }
 
 void HashPart::rebuildBuckets(std::size_t bucketCount)

@@ -56,6 +56,9 @@ private:
     Value value_;
 };
 
+// What a string key's hash adds to the bytes' hash.
+constexpr std::uint64_t kStringKeyHashSalt = 0x2468ace0ULL;
+
 // FNV-1a over the key's payload bytes from the program's own basis, then a per-kind constant.
 struct TableKeyHash
 {
@@ -75,6 +78,8 @@ public:
     };
 
     const Entry* find(const TableKey& key, std::uint64_t hash) const noexcept;
+    // The same for a string key, without a TableKey for it.
+    const Entry* findString(const LuaString& key, std::uint64_t hash) const noexcept;
     Entry* find(const TableKey& key, std::uint64_t hash) noexcept
     {
         return const_cast<Entry*>(static_cast<const HashPart*>(this)->find(key, hash));
@@ -86,10 +91,13 @@ public:
 
     bool empty() const noexcept { return entries_.empty(); }
     std::size_t size() const noexcept { return entries_.size(); }
+    // Room for `count` entries, so a constructor with named fields grows the list once.
+    void reserve(std::size_t count) { entries_.reserve(count); }
     const std::vector<Entry, HeapAllocator<Entry>>& entries() const noexcept { return entries_; }
     std::size_t bucketCount() const noexcept { return buckets_.size(); }
 
 private:
+    template <typename Matches> const Entry* findMatching(std::uint64_t hash, Matches matches) const noexcept;
     void rebuildBuckets(std::size_t bucketCount);
 
     std::vector<Entry, HeapAllocator<Entry>> entries_;
@@ -130,6 +138,36 @@ inline Value tableGetInteger(const Table* table, std::int64_t index)
         return table->array[static_cast<std::size_t>(index - 1)];
     }
     return tableGetByKey(table, TableKey::makeInteger(index));
+}
+
+// Stores t[index] for an integer index. Overwriting a value in the array with another non-nil one
+// changes neither the border nor the hash part, so it is done here without building a key.
+inline void tableSetInteger(Table* table, std::int64_t index, Value value)
+{
+    if (table && index >= 1 && static_cast<std::uint64_t>(index) <= table->array.size() && !value.isNil() &&
+        table->hash.empty())
+    {
+        Value& slot = table->array[static_cast<std::size_t>(index - 1)];
+        if (!slot.isNil())
+        {
+            slot = std::move(value);
+            ++table->version;
+            return;
+        }
+    }
+    tableSetByKey(table, TableKey::makeInteger(index), std::move(value));
+}
+
+// Reads t[key] for a string key: what tableGetByKey does with TableKey::makeString(key), without
+// building the key.
+inline Value tableGetString(const Table* table, const LuaString& key)
+{
+    if (!table || table->hash.empty())
+    {
+        return Value();
+    }
+    const HashPart::Entry* entry = table->hash.findString(key, key.bytesHash() ^ kStringKeyHashSalt);
+    return entry ? entry->value : Value();
 }
 
 inline Ref<Table> makeTable()

@@ -40,6 +40,17 @@ MultiValue mathMax(LuaVM&, ValueSpan args, unsigned line)
 MultiValue mathFloor(LuaVM&, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("math.floor", args.size(), 1, 1);
+    // Integers exactly representable as doubles, and floats whose floor is, come back unchanged by the
+    // round trip through double and numericResult: they skip it.
+    constexpr double kExact = 9007199254740992.0; // 2^53
+    if (args[0].isInteger() && args[0].integer() >= -(1LL << 53) && args[0].integer() <= (1LL << 53))
+    {
+        return MultiValue(args[0]);
+    }
+    if (args[0].isFloat() && std::fabs(args[0].number()) < kExact)
+    {
+        return MultiValue(Value(static_cast<long long>(std::floor(args[0].number()))));
+    }
     return MultiValue(numericResult(std::floor(Impl::requireNumber("math.floor", args, 0, line))));
 }
 
