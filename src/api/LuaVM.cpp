@@ -9,7 +9,12 @@
 namespace velmar::lua
 {
 
-LuaVM::Impl::Impl(LuaVM* owner) : owner(owner)
+namespace
+{
+std::atomic<std::uint64_t> gInterpreterSerials{0};
+}
+
+LuaVM::Impl::Impl(LuaVM* owner) : owner(owner), serial(gInterpreterSerials.fetch_add(1) + 1)
 {
     HeapScope scope(heap);
     bindDefaults();

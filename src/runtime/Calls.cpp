@@ -25,6 +25,7 @@ Value LuaVM::Impl::makeScriptFunction(std::string name, const FunctionExpr& func
     }
     Ref<LuaFunctionHandle> handle = makeRef<LuaFunctionHandle>();
     handle->kind = LuaFunctionHandle::Kind::Script;
+    handle->interpreter = serial;
     handle->name = std::move(name);
     handle->function = std::const_pointer_cast<FunctionExpr>(function.shared_from_this());
     handle->closure = Ref<Environment>(current);
@@ -214,6 +215,10 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
             failRuntime(line, error.message()); // library errors become script errors at the call's line
         }
     }
+    if (handle->interpreter != serial)
+    {
+        failRuntime(line, "attempt to call a function of another interpreter");
+    }
     const FunctionExpr& function = *handle->function;
     if (function.slotCount == 0)
     {
@@ -338,7 +343,7 @@ template <typename Result>
                                                               Value* receiver, Environment* environment)
 {
     LuaFunctionHandle* handle = callee.isFunction() ? callee.function() : nullptr;
-    if (!handle || handle->kind != LuaFunctionHandle::Kind::Script)
+    if (!handle || handle->interpreter != serial) // natives, and functions of other interpreters
     {
         return invokeCollected<Result>(call, callee, receiver, environment);
     }

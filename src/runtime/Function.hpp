@@ -30,6 +30,9 @@ public:
     static void destroy(LuaFunctionHandle* handle) noexcept { destroyRefObject(RefKind::Function, handle); }
 
     Kind kind = Kind::Script;
+    // The serial of the interpreter a script function was made by: its global references are slots of
+    // that interpreter's table, so no other one may run it (a host can hand it anywhere). 0: native.
+    std::uint64_t interpreter = 0;
     std::string name;
     NativeCallable native;
     std::shared_ptr<FunctionExpr> function;

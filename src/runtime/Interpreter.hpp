@@ -131,6 +131,7 @@ public:
     ValueHeap heap{attention};
 
     LuaVM* owner;
+    const std::uint64_t serial; // unique in the process: script functions remember their maker by it
     GlobalSlotTable globalTable;
     std::unordered_map<std::string_view, Value> internedNames; // views into the strings they map to
     std::int32_t exitCode = -1;

@@ -242,6 +242,39 @@ TEST(LuaVMTest, FunctionsKeepTheirIdentityAcrossTheBridge)
     EXPECT_EQ(run(vm, "return again == double, again(21)").value.toString(), "[true, 42]");
 }
 
+// A script function reads its globals through the slots of the interpreter that compiled it, so only
+// that one may run it; a bound host function works anywhere, even after its interpreter is gone.
+TEST(LuaVMTest, FunctionsHandedToAnotherInterpreter)
+{
+    LuaValue script;
+    LuaValue host;
+    {
+        LuaVM origin;
+        origin.bindFunction("twice", [](LuaVM&, const std::vector<LuaValue>& args) {
+            return LuaValue(args.at(0).asInteger() * 2);
+        });
+        ASSERT_TRUE(run(origin, "a1 = 1 a2 = 2 a3 = 3 a4 = 4 secret = 5 function peek() return secret end").success);
+        ASSERT_TRUE(origin.getGlobal("peek", script));
+        ASSERT_TRUE(origin.getGlobal("twice", host));
+        LuaVM other;
+        other.setGlobal("peek", script);
+        EXPECT_EQ(run(other, "\npeek()").error, "main.lua:2: attempt to call a function of another interpreter");
+        // Handed back, it runs at home.
+        LuaValue back;
+        ASSERT_TRUE(other.getGlobal("peek", back));
+        origin.setGlobal("returned", back);
+        EXPECT_EQ(run(origin, "return returned()").value.toString(), "5");
+    }
+    LuaVM other;
+    other.setGlobal("peek", script);
+    other.setGlobal("twice", host);
+    EXPECT_EQ(run(other, "return twice(21)").value.toString(), "42");
+    EXPECT_EQ(run(other, "return pcall(peek)").value.toString(),
+              "[false, attempt to call a function of another interpreter]");
+    EXPECT_EQ(run(other, "local t = {f = peek} return pcall(function() return t.f() end)").value.toString(),
+              "[false, attempt to call a function of another interpreter]");
+}
+
 // ---- Host functions ----
 
 TEST(LuaVMTest, HostFunctionsReceiveArgumentsAndReturnOneValue)
