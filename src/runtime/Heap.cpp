@@ -38,7 +38,7 @@ enum Mark : std::uint8_t
     kTentative = 2, // not yet seen reachable; waits on the tentative list
 };
 
-template <typename Visit> void visitValue(const Value& value, Visit& visit)
+template <typename Visit> [[gnu::always_inline]] inline void visitValue(const Value& value, Visit& visit)
 {
     switch (value.kind())
     {
@@ -50,7 +50,7 @@ template <typename Visit> void visitValue(const Value& value, Visit& visit)
 }
 
 // Calls visit(child) for every counted reference `object` holds on another collectable.
-template <typename Visit> void forEachChild(Collectable* object, Visit&& visit)
+template <typename Visit> [[gnu::always_inline]] inline void forEachChild(Collectable* object, Visit&& visit)
 {
     switch (object->kind())
     {

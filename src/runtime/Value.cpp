@@ -99,8 +99,8 @@ namespace
 
 // Collectables whose count reached zero while another one was being destroyed, linked through
 // their own list fields: releasing a long chain is a loop, and never needs memory.
-constinit thread_local Collectable* gDoomedObjects = nullptr;
-constinit thread_local bool gDestroyingObjects = false;
+[[gnu::tls_model("initial-exec")]] constinit thread_local Collectable* gDoomedObjects = nullptr;
+[[gnu::tls_model("initial-exec")]] constinit thread_local bool gDestroyingObjects = false;
 
 void destroyNow(RefKind kind, RefObject* object) noexcept
 {
