@@ -124,9 +124,14 @@ bool defaultLess(const SortItem& a, const SortItem& b)
     return a.text < b.text;
 }
 
-// Straight insertion with a consistent-or-not order; `less` may be any predicate.
-template <typename T, typename Less> void insertionSort(std::vector<T>& items, Less less)
+// Straight insertion with a consistent-or-not order; `less` may be any predicate. Its work is
+// quadratic inside one call, so it spends a step of the run's budget per kComparisonsPerStep
+// comparisons (`spend` may end the run; the items are a copy, so the table loses nothing).
+constexpr std::uint64_t kComparisonsPerStep = 1024;
+template <typename T, typename Less, typename Spend>
+void insertionSort(std::vector<T>& items, Less less, Spend spend)
 {
+    std::uint64_t comparisons = 0;
     for (std::size_t i = 1; i < items.size(); ++i)
     {
         T key = std::move(items[i]);
@@ -135,6 +140,13 @@ template <typename T, typename Less> void insertionSort(std::vector<T>& items, L
         {
             items[j] = std::move(items[j - 1]);
             --j;
+            if (++comparisons == kComparisonsPerStep)
+            {
+                comparisons = 0;
+                items[j] = std::move(key); // whole while the budget decides
+                spend();
+                key = std::move(items[j]);
+            }
         }
         items[j] = std::move(key);
     }
@@ -143,7 +155,7 @@ template <typename T, typename Less> void insertionSort(std::vector<T>& items, L
 // Sorts with the default comparison. When it is a strict weak order (only numbers without NaN, or no
 // numbers at all) a stable merge sort yields exactly the insertion sort's result; a mix of numbers and
 // other values is not transitive, so it takes the literal insertion sort.
-void sortDefault(ValueVector& values)
+void sortDefault(ValueVector& values, Impl& vm, std::uint32_t line)
 {
     bool anyNumber = false;
     bool anyOther = false;
@@ -185,7 +197,7 @@ void sortDefault(ValueVector& values)
     }
     if (anyNumber && (anyOther || anyNaN))
     {
-        insertionSort(items, defaultLess);
+        insertionSort(items, defaultLess, [&vm, line] { vm.spendSteps(1, line); });
     }
     else
     {
@@ -293,7 +305,7 @@ MultiValue tableSort(LuaVM& vm, ValueSpan args, unsigned line)
     }
     else
     {
-        sortDefault(values);
+        sortDefault(values, Impl::of(vm), line);
     }
     if (dense)
     {
