@@ -86,7 +86,9 @@ public:
     //    1,024 bytes of the string they produce (string.rep before it allocates);
     //  - string.find, match, gmatch and gsub: one step per full 1,024 units of matching work in the
     //    call, a unit being one byte of the pattern, one byte of the subject tested or skipped, one
-    //    position where the rest of the pattern is tried, or one byte of gsub's result.
+    //    position where the rest of the pattern is tried, or one byte of gsub's result;
+    //  - table.sort without a comparator over numbers mixed with other values (an insertion sort):
+    //    one step per 1,024 comparisons that move an element.
     // An ordinary call on short strings spends no extra step; a long search stops at its call's line.
     void setStepLimit(std::uint64_t steps);
     // Bounds the memory held by the values this VM creates (strings, tables, functions, the scopes
