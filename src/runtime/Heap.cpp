@@ -260,12 +260,10 @@ void ValueHeap::collect() noexcept
             ++child->refCount;
         }
     };
-    std::size_t survivors = 0;
     for (Collectable* each = heap->next_; each != heap; each = each->next_)
     {
         forEachChild(each, restore);
         each->marks_ = 0;
-        ++survivors;
     }
     for (Collectable* each = tentative.next_; each != &tentative; each = each->next_)
     {
@@ -293,11 +291,9 @@ void ValueHeap::collect() noexcept
         else
         {
             garbage->linkBefore(heap); // something took a reference while it was emptied: it lives on
-            ++survivors;
         }
     }
     tentative.prev_ = tentative.next_ = nullptr;
-    objects_ = survivors;
     scheduleAfter(bytes_);
     collecting_ = false;
 }

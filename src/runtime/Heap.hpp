@@ -25,6 +25,10 @@ void chargeBytes(std::size_t bytes);
 // Returns bytes counted by chargeBytes; never fails.
 void creditBytes(std::size_t bytes) noexcept;
 
+// Memory that is counted as it is taken and returned: the storage of every value.
+void* allocateCounted(std::size_t bytes);
+void releaseCounted(void* memory, std::size_t bytes) noexcept;
+
 // Objects that can hold other objects: tables, functions, environments, iterators. Heap-made ones are
 // linked into their VM's heap, so that a collection can find the cycles among them; the link fields
 // double as the destruction worklist, so that releasing never allocates.
@@ -37,24 +41,8 @@ public:
     RefKind kind() const noexcept { return kind_; }
 
     // Every heap-made collectable is counted with its own size; freeing returns it.
-    static void* operator new(std::size_t size)
-    {
-        chargeBytes(size);
-        try
-        {
-            return ::operator new(size);
-        }
-        catch (...)
-        {
-            creditBytes(size);
-            throw;
-        }
-    }
-    static void operator delete(void* memory, std::size_t size) noexcept
-    {
-        creditBytes(size);
-        ::operator delete(memory);
-    }
+    static void* operator new(std::size_t size) { return allocateCounted(size); }
+    static void operator delete(void* memory, std::size_t size) noexcept { releaseCounted(memory, size); }
 
 protected:
     explicit Collectable(RefKind kind) noexcept : kind_(kind) {}
@@ -109,7 +97,6 @@ public:
     void collect() noexcept;
 
     std::size_t bytesInUse() const noexcept { return bytes_; }
-    std::size_t objectCount() const noexcept { return objects_; }
     // 0: no limit.
     void setLimit(std::size_t bytes) noexcept
     {
@@ -126,7 +113,6 @@ public:
     void link(Collectable* object) noexcept
     {
         object->linkBefore(&sentinel_);
-        ++objects_;
     }
 
 private:
@@ -141,7 +127,6 @@ private:
     std::atomic<std::uint8_t>& attention_;
     std::size_t bytes_ = 0;
     std::size_t limit_ = 0;
-    std::size_t objects_ = 0; // linked at some point; a collection recounts
     std::size_t allocatedSinceCollection_ = 0;
     std::size_t collectionBudget_ = 0;
     bool enforcing_ = false;
@@ -177,6 +162,26 @@ inline void creditBytes(std::size_t bytes) noexcept
     }
 }
 
+inline void* allocateCounted(std::size_t bytes)
+{
+    chargeBytes(bytes);
+    try
+    {
+        return ::operator new(bytes);
+    }
+    catch (...)
+    {
+        creditBytes(bytes);
+        throw;
+    }
+}
+
+inline void releaseCounted(void* memory, std::size_t bytes) noexcept
+{
+    creditBytes(bytes);
+    ::operator delete(memory);
+}
+
 inline void Collectable::joinCurrentHeap() noexcept
 {
     if (ValueHeap* heap = gCurrentHeap)
@@ -199,22 +204,9 @@ template <typename T> struct HeapAllocator
         {
             throw std::bad_alloc();
         }
-        chargeBytes(count * sizeof(T));
-        try
-        {
-            return static_cast<T*>(::operator new(count * sizeof(T)));
-        }
-        catch (...)
-        {
-            creditBytes(count * sizeof(T));
-            throw;
-        }
+        return static_cast<T*>(allocateCounted(count * sizeof(T)));
     }
-    void deallocate(T* memory, std::size_t count) noexcept
-    {
-        creditBytes(count * sizeof(T));
-        ::operator delete(memory);
-    }
+    void deallocate(T* memory, std::size_t count) noexcept { releaseCounted(memory, count * sizeof(T)); }
 
     template <typename U> bool operator==(const HeapAllocator<U>&) const noexcept { return true; }
 };

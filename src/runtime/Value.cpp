@@ -22,18 +22,7 @@ Ref<LuaString> LuaString::makeUninitialized(std::size_t length)
     {
         throw std::bad_alloc();
     }
-    const std::size_t bytes = sizeof(LuaString) + length + 1;
-    chargeBytes(bytes);
-    void* memory;
-    try
-    {
-        memory = ::operator new(bytes);
-    }
-    catch (...)
-    {
-        creditBytes(bytes);
-        throw;
-    }
+    void* memory = allocateCounted(sizeof(LuaString) + length + 1);
     auto* string = new (memory) LuaString(length);
     string->mutableData()[length] = '\0';
     return Ref<LuaString>(string);
@@ -51,9 +40,9 @@ Ref<LuaString> LuaString::make(std::string_view text)
 
 void LuaString::destroy(LuaString* string) noexcept
 {
-    creditBytes(sizeof(LuaString) + string->size() + 1);
+    const std::size_t bytes = sizeof(LuaString) + string->size() + 1;
     string->~LuaString();
-    ::operator delete(string);
+    releaseCounted(string, bytes);
 }
 
 Value::Value(Ref<Table> table) noexcept : Value(ValueKind::Table, table.release()) {}

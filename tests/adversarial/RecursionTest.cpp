@@ -112,7 +112,6 @@ TEST(RecursionTest, RecursionThroughLibraryCallbacks)
 }
 
 // Printing a table walks it; so does handing it to the host. Both must stop at the stack's end.
-// Printing a table walks it; so does handing it to the host. Both must stop at the stack's end.
 TEST(RecursionTest, DeepTablesAtTheBridge)
 {
     const std::string deep = "local t = {} for i = 1, 100000 do t = {t} end\n";
@@ -126,7 +125,7 @@ TEST(RecursionTest, DeepTablesAtTheBridge)
     });
 }
 
-// These scripts make a reference cycle on purpose, so they leak until cycles are collected.
+// A table that contains itself has no end to walk; the VM still frees it when it goes.
 TEST(RecursionTest, SelfContainingTablesAtTheBridge)
 {
     const std::string self = "local t = {} t[1] = t\n";
