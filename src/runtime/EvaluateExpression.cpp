@@ -195,57 +195,41 @@ Value evaluateBinaryNode(Impl& vm, const Expr& expr, Environment* environment)
     return vm.evaluateBinary(static_cast<const BinaryExpr&>(expr), environment);
 }
 
-// The right operand when it is an integer literal, which many loops and recursions compare or add.
-std::int64_t constantRight(const BinaryExpr& expr)
+constexpr bool isOrdering(TokenKind op)
 {
-    return static_cast<const LiteralExpr&>(*expr.right).value.integer();
+    return op == TokenKind::Less || op == TokenKind::LessEqual || op == TokenKind::Greater ||
+           op == TokenKind::GreaterEqual;
 }
 
-bool hasConstantIntegerRight(const BinaryExpr& expr)
+template <TokenKind Op, typename T> [[gnu::always_inline]] inline bool compareAs(T a, T b)
 {
-    return expr.right->kind == ExprKind::Literal && static_cast<const LiteralExpr&>(*expr.right).value.isInteger();
-}
-
-// Integer fast paths of the common operators; anything else goes through binaryOperation.
-template <TokenKind Op> [[gnu::always_inline]] inline bool integerFastPath(std::int64_t a, std::int64_t b, Value& out)
-{
-    long long result;
     switch (Op)
     {
-    case TokenKind::Plus:
-        if (__builtin_add_overflow(a, b, &result))
-        {
-            return false;
-        }
-        out = Value(result);
-        return true;
-    case TokenKind::Minus:
-        if (__builtin_sub_overflow(a, b, &result))
-        {
-            return false;
-        }
-        out = Value(result);
-        return true;
-    case TokenKind::Star:
-        if (__builtin_mul_overflow(a, b, &result))
-        {
-            return false;
-        }
-        out = Value(result);
-        return true;
+    case TokenKind::Less: return a < b;
+    case TokenKind::LessEqual: return a <= b;
+    case TokenKind::Greater: return a > b;
+    case TokenKind::GreaterEqual: return a >= b;
+    case TokenKind::Equal: return a == b;
+    default: return a != b;
+    }
+}
+
+// Integer arithmetic of the common operators; false where binaryOperation must decide (overflow, a
+// divisor that is not positive).
+template <TokenKind Op> [[gnu::always_inline]] inline bool integerArithmetic(std::int64_t a, std::int64_t b, long long& out)
+{
+    switch (Op)
+    {
+    case TokenKind::Plus: return !__builtin_add_overflow(a, b, &out);
+    case TokenKind::Minus: return !__builtin_sub_overflow(a, b, &out);
+    case TokenKind::Star: return !__builtin_mul_overflow(a, b, &out);
     case TokenKind::Percent:
         if (b <= 0)
         {
             return false;
         }
-        out = Value(static_cast<long long>(a % b)); // truncating, like the kernel
+        out = a % b; // truncating, like the kernel
         return true;
-    case TokenKind::Less: out = Value(a < b); return true;
-    case TokenKind::LessEqual: out = Value(a <= b); return true;
-    case TokenKind::Greater: out = Value(a > b); return true;
-    case TokenKind::GreaterEqual: out = Value(a >= b); return true;
-    case TokenKind::Equal: out = Value(a == b); return true;
-    case TokenKind::NotEqual: out = Value(a != b); return true;
     default: return false;
     }
 }
@@ -265,80 +249,129 @@ template <TokenKind Op> [[gnu::always_inline]] inline bool integerFastPath(std::
     return numericResult(number);
 }
 
-// Arithmetic and ordering with a float operand, exactly as binaryOperation computes them.
-template <TokenKind Op> [[gnu::always_inline]] inline bool numberFastPath(const Value& left, const Value& right, Value& out)
+// How an operator reaches an operand: a literal or a local is read where it lives, with no evaluator
+// call and no copy; anything else is evaluated. A local is read in place only when the other operand
+// runs no code, so nothing can assign it between the two reads.
+enum class Operand : std::uint8_t
 {
-    if (!left.isNumber() || !right.isNumber())
+    Constant,
+    Local,
+    Any,
+};
+
+template <Operand Mode>
+[[gnu::always_inline]] inline const Value& operandIn(const Expr& operand, Environment* environment, const Value& evaluated)
+{
+    if constexpr (Mode == Operand::Constant)
     {
-        return false;
+        return static_cast<const LiteralExpr&>(operand).value;
     }
-    const double a = left.isFloat() ? left.number() : static_cast<double>(left.integer());
-    const double b = right.isFloat() ? right.number() : static_cast<double>(right.integer());
-    switch (Op)
+    else if constexpr (Mode == Operand::Local)
     {
-    case TokenKind::Plus: out = floatResult(a + b); return true;
-    case TokenKind::Minus: out = floatResult(a - b); return true;
-    case TokenKind::Star: out = floatResult(a * b); return true;
-    case TokenKind::Slash:
-        if (std::fabs(b) <= kEpsilon)
-        {
-            return false; // binaryOperation reports the division by zero
-        }
-        out = Value(a / b); // always a float, never normalised
-        return true;
-    case TokenKind::Less: out = Value(a < b); return true;
-    case TokenKind::LessEqual: out = Value(a <= b); return true;
-    case TokenKind::Greater: out = Value(a > b); return true;
-    case TokenKind::GreaterEqual: out = Value(a >= b); return true;
-    default: return false;
+        const Value* slot = localSlot(operand, environment);
+        return slot ? *slot : evaluated; // `evaluated` is nil here
+    }
+    else
+    {
+        return evaluated;
     }
 }
 
-template <TokenKind Op> Value evaluateOperator(Impl& vm, const Expr& expr, Environment* environment)
+template <TokenKind Op, Operand Left, Operand Right>
+Value evaluateOperator(Impl& vm, const Expr& expr, Environment* environment)
 {
     const auto& binary = static_cast<const BinaryExpr&>(expr);
-    vm.guardStack(binary.line);
-    const Value left = vm.evaluateExpression(*binary.left, environment);
-    const Value right = vm.evaluateExpression(*binary.right, environment);
-    Value result;
+    if constexpr (Left == Operand::Any || Right == Operand::Any)
+    {
+        vm.guardStack(binary.line);
+    }
+    const Value leftValue = Left == Operand::Any ? vm.evaluateExpression(*binary.left, environment) : Value();
+    const Value rightValue = Right == Operand::Any ? vm.evaluateExpression(*binary.right, environment) : Value();
+    const Value& left = operandIn<Left>(*binary.left, environment, leftValue);
+    const Value& right = operandIn<Right>(*binary.right, environment, rightValue);
+    // The fast paths compute exactly what binaryOperation does; the rest (mixed or non-numeric operands,
+    // overflow, division by zero, float equality) is left to it.
     if (left.isInteger() && right.isInteger())
     {
-        if (integerFastPath<Op>(left.integer(), right.integer(), result))
+        if constexpr (isOrdering(Op) || Op == TokenKind::Equal || Op == TokenKind::NotEqual)
         {
-            return result;
+            return Value(compareAs<Op>(left.integer(), right.integer()));
+        }
+        else
+        {
+            long long result;
+            if (integerArithmetic<Op>(left.integer(), right.integer(), result))
+            {
+                return Value(result);
+            }
         }
     }
-    else if (numberFastPath<Op>(left, right, result))
+    else if (left.isNumber() && right.isNumber())
     {
-        return result;
+        const double a = left.isFloat() ? left.number() : static_cast<double>(left.integer());
+        const double b = right.isFloat() ? right.number() : static_cast<double>(right.integer());
+        if constexpr (isOrdering(Op))
+        {
+            return Value(compareAs<Op>(a, b));
+        }
+        else if constexpr (Op == TokenKind::Plus)
+        {
+            return floatResult(a + b);
+        }
+        else if constexpr (Op == TokenKind::Minus)
+        {
+            return floatResult(a - b);
+        }
+        else if constexpr (Op == TokenKind::Star)
+        {
+            return floatResult(a * b);
+        }
+        else if constexpr (Op == TokenKind::Slash)
+        {
+            if (std::fabs(b) > kEpsilon)
+            {
+                return Value(a / b); // always a float, never normalised
+            }
+        }
     }
     return vm.binaryOperation(binary, left, right);
 }
 
-template <TokenKind Op> Value evaluateOperatorConstant(Impl& vm, const Expr& expr, Environment* environment)
+template <Operand Mode> bool operandHasMode(const Expr& operand)
 {
-    const auto& binary = static_cast<const BinaryExpr&>(expr);
-    vm.guardStack(binary.line);
-    const Value left = vm.evaluateExpression(*binary.left, environment);
-    const Value& right = static_cast<const LiteralExpr&>(*binary.right).value;
-    Value result;
-    if (left.isInteger())
+    switch (Mode)
     {
-        if (integerFastPath<Op>(left.integer(), constantRight(binary), result))
-        {
-            return result;
-        }
+    case Operand::Constant: return operand.kind == ExprKind::Literal;
+    case Operand::Local: return isLocalVariable(operand);
+    default: return true;
     }
-    else if (numberFastPath<Op>(left, right, result))
+}
+
+template <TokenKind Op, Operand Left> ExprEvaluator operatorEvaluatorRight(const BinaryExpr& binary)
+{
+    if (operandHasMode<Operand::Constant>(*binary.right))
     {
-        return result;
+        return &evaluateOperator<Op, Left, Operand::Constant>;
     }
-    return vm.binaryOperation(binary, left, right);
+    if (operandHasMode<Operand::Local>(*binary.right))
+    {
+        return &evaluateOperator<Op, Left, Operand::Local>;
+    }
+    // The right operand may run code: a local on the left is copied before it runs.
+    return &evaluateOperator<Op, Left == Operand::Local ? Operand::Any : Left, Operand::Any>;
 }
 
 template <TokenKind Op> ExprEvaluator operatorEvaluator(const BinaryExpr& binary)
 {
-    return hasConstantIntegerRight(binary) ? &evaluateOperatorConstant<Op> : &evaluateOperator<Op>;
+    if (operandHasMode<Operand::Constant>(*binary.left))
+    {
+        return operatorEvaluatorRight<Op, Operand::Constant>(binary);
+    }
+    if (operandHasMode<Operand::Local>(*binary.left))
+    {
+        return operatorEvaluatorRight<Op, Operand::Local>(binary);
+    }
+    return operatorEvaluatorRight<Op, Operand::Any>(binary);
 }
 
 } // namespace
@@ -374,7 +407,7 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
         case TokenKind::Plus: return operatorEvaluator<TokenKind::Plus>(binary);
         case TokenKind::Minus: return operatorEvaluator<TokenKind::Minus>(binary);
         case TokenKind::Star: return operatorEvaluator<TokenKind::Star>(binary);
-        case TokenKind::Slash: return &evaluateOperator<TokenKind::Slash>;
+        case TokenKind::Slash: return operatorEvaluator<TokenKind::Slash>(binary);
         case TokenKind::Percent: return operatorEvaluator<TokenKind::Percent>(binary);
         case TokenKind::Less: return operatorEvaluator<TokenKind::Less>(binary);
         case TokenKind::LessEqual: return operatorEvaluator<TokenKind::LessEqual>(binary);

@@ -32,7 +32,9 @@ enum class ExecStatus : std::uint8_t
 
 constexpr std::size_t kUnbounded = std::numeric_limits<std::size_t>::max();
 
-class LuaVM::Impl
+// Internal: hidden even though LuaVM is exported, so calls between its members bind directly
+// instead of through the procedure linkage table.
+class __attribute__((visibility("hidden"))) LuaVM::Impl
 {
 public:
     explicit Impl(LuaVM* owner);
