@@ -35,6 +35,7 @@ set(VELMAR_LUA_RUNTIME_SOURCES
     ${VELMAR_LUA_SRC}/runtime/Heap.cpp
     ${VELMAR_LUA_SRC}/runtime/Table.cpp
     ${VELMAR_LUA_SRC}/runtime/Value.cpp
+    ${VELMAR_LUA_SRC}/runtime/ValueStack.cpp
 )
 
 set(VELMAR_LUA_STDLIB_SOURCES

@@ -226,7 +226,7 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
     }
     if (function.noFunctions)
     {
-        Environment environment(function.slotCount);
+        Environment environment(frameSlots, function.slotCount);
         environment.setParent(handle->closure.get());
         bindParameters(function, environment, arguments);
         return runScriptCall<MultiValue>(function, &environment, line);
@@ -357,7 +357,7 @@ template <typename Result>
     {
         return invokeShared<Result>(call, *handle, receiver, environment);
     }
-    Environment frame(function.slotCount);
+    Environment frame(frameSlots, function.slotCount);
     frame.setParent(handle->closure.get());
     bindArguments(call, receiver, frame.slots.data(), std::min(function.parameters.size(), frame.slotCount()),
                   environment);

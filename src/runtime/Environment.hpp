@@ -2,22 +2,22 @@
 #pragma once
 
 #include "runtime/MultiValue.hpp"
+#include "runtime/ValueStack.hpp"
 
 #include <new>
 
 namespace velmar::lua
 {
 
-// The fixed slots of one environment: inline up to kInline, one heap array beyond. The count never
-// changes and the store never moves, so the data pointer is kept and a slot read is one load away.
+// The fixed slots of one environment, in storage that its owner provides: trailing the environment
+// object for a shared one, or taken from the VM's ValueStack (and given back here) for a local one.
+// The count never changes and the store never moves, so a slot read is one load away.
 class FrameSlots
 {
 public:
-    static constexpr std::size_t kInline = 8;
-
-    explicit FrameSlots(std::size_t count) : count_(count)
+    FrameSlots(Value* storage, std::size_t count, ValueStack* stack) noexcept
+        : data_(storage), count_(count), stack_(stack)
     {
-        data_ = count <= kInline ? reinterpret_cast<Value*>(inline_) : HeapAllocator<Value>().allocate(count);
         for (std::size_t i = 0; i < count; ++i)
         {
             new (data_ + i) Value();
@@ -31,9 +31,9 @@ public:
         {
             data_[i].~Value();
         }
-        if (count_ > kInline)
+        if (stack_)
         {
-            HeapAllocator<Value>().deallocate(data_, count_);
+            stack_->give(data_);
         }
     }
 
@@ -44,6 +44,8 @@ public:
     const Value& operator[](std::size_t index) const noexcept { return data_[index]; }
     Value* begin() noexcept { return data_; }
     Value* end() noexcept { return data_ + count_; }
+    const Value* begin() const noexcept { return data_; }
+    const Value* end() const noexcept { return data_ + count_; }
 
     // Sets every value to nil.
     void fillNil() noexcept
@@ -57,7 +59,7 @@ public:
 private:
     Value* data_;
     std::size_t count_;
-    alignas(Value) unsigned char inline_[kInline * sizeof(Value)];
+    ValueStack* stack_; // where a local environment's slots go back to; null for a shared one
 };
 
 // An environment is either shared-owned (heap, counted, capturable by closures, holding a counted
@@ -65,13 +67,10 @@ private:
 class Environment : public Collectable
 {
 public:
-    explicit Environment(std::size_t slotCount, bool sharedOwned = false)
-        : Collectable(RefKind::Environment), slots(slotCount), sharedOwned_(sharedOwned)
+    // A plain local environment, its slots taken from `stack`.
+    Environment(ValueStack& stack, std::size_t slotCount)
+        : Collectable(RefKind::Environment), slots(stack.take(slotCount), slotCount, &stack)
     {
-        if (sharedOwned)
-        {
-            joinCurrentHeap(); // plain local ones live on the evaluator's stack
-        }
     }
     ~Environment()
     {
@@ -81,7 +80,24 @@ public:
         }
     }
 
-    static Ref<Environment> makeShared(std::size_t slotCount) { return Ref<Environment>(new Environment(slotCount, true)); }
+    // A shared environment: one counted allocation holds the object and its slots.
+    static Ref<Environment> makeShared(std::size_t slotCount)
+    {
+        if (slotCount > (static_cast<std::size_t>(-1) - sizeof(Environment)) / sizeof(Value))
+        {
+            throw std::bad_alloc();
+        }
+        void* memory = allocateCounted(sharedBytes(slotCount));
+        auto* slots = reinterpret_cast<Value*>(static_cast<unsigned char*>(memory) + sizeof(Environment));
+        return Ref<Environment>(::new (memory) Environment(slots, slotCount));
+    }
+    // Deleting a shared environment frees the object and its trailing slots together.
+    static void operator delete(Environment* environment, std::destroying_delete_t) noexcept
+    {
+        const std::size_t bytes = sharedBytes(environment->slotCount());
+        environment->~Environment();
+        releaseCounted(environment, bytes);
+    }
     static void destroy(Environment* environment) noexcept { destroyRefObject(RefKind::Environment, environment); }
 
     // A shared environment holds a counted reference to its parent, so it can only link to a shared
@@ -120,12 +136,23 @@ public:
     }
 
 private:
+    Environment(Value* slotStorage, std::size_t slotCount) noexcept
+        : Collectable(RefKind::Environment), slots(slotStorage, slotCount, nullptr), sharedOwned_(true)
+    {
+        joinCurrentHeap(); // last: a collection only ever meets complete objects
+    }
+    static std::size_t sharedBytes(std::size_t slotCount) noexcept
+    {
+        return sizeof(Environment) + slotCount * sizeof(Value);
+    }
     void releaseParent() noexcept;
 
     Environment* parent_ = nullptr;
     bool sharedOwned_ = false;
     bool parentIsCounted_ = false;
 };
+
+static_assert(sizeof(Environment) % alignof(Value) == 0, "a shared environment's slots follow it");
 
 inline void Environment::releaseParent() noexcept
 {

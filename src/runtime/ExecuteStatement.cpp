@@ -148,7 +148,7 @@ ExecStatus LuaVM::Impl::executeScopedBlock(const StmtList& body, std::size_t slo
 {
     if (noFunctions)
     {
-        Environment local(slotCount);
+        Environment local(frameSlots, slotCount);
         local.setParent(environment);
         return executeStatements(body, &local);
     }
@@ -197,8 +197,9 @@ class LoopEnvironment
 public:
     // `storedSlots`: how many leading slots the loop itself stores before every iteration; when that is
     // all of them, the reused environment needs no clearing in between.
-    LoopEnvironment(std::size_t slotCount, bool noFunctions, Environment* parent, std::size_t storedSlots = 0)
-        : local_(noFunctions ? slotCount : 0), slotCount_(slotCount), noFunctions_(noFunctions),
+    LoopEnvironment(ValueStack& stack, std::size_t slotCount, bool noFunctions, Environment* parent,
+                    std::size_t storedSlots = 0)
+        : local_(stack, noFunctions ? slotCount : 0), slotCount_(slotCount), noFunctions_(noFunctions),
           clearEachTime_(storedSlots < slotCount), parent_(parent)
     {
         local_.setParent(parent);
@@ -244,7 +245,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
 
 [[gnu::noinline]] ExecStatus LuaVM::Impl::executeWhile(const WhileStmt& statement, Environment* environment)
 {
-    LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment);
+    LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, environment);
     while (evaluateExpression(*statement.condition, environment).isTruthy())
     {
         const ExecStatus status = executeLoopBody(statement.body, loop.next(), statement.line);
@@ -269,7 +270,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     {
         failRuntime(statement.line, "numeric for loop expects numeric bounds");
     }
-    LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment, statement.variableSlot == 0 ? 1 : 0);
+    LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, environment, statement.variableSlot == 0 ? 1 : 0);
     if (start.isInteger() && limit.isInteger() && step.isInteger())
     {
         const std::int64_t last = limit.integer();
@@ -335,7 +336,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     {
         ++storedSlots;
     }
-    LoopEnvironment loop(statement.slotCount, statement.noFunctions, environment, storedSlots);
+    LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, environment, storedSlots);
     MultiValue item;
     while (nextIteratorItem(state, item))
     {

@@ -131,6 +131,7 @@ public:
     static constexpr std::uint8_t kInterrupt = 1;
     std::atomic<std::uint8_t> attention{0};
     ValueHeap heap{attention};
+    ValueStack frameSlots{heap}; // slots of the environments on the evaluator's stack
 
     LuaVM* owner;
     const std::uint64_t serial; // unique in the process: script functions remember their maker by it
