@@ -269,6 +269,9 @@ struct AssignTarget
     std::size_t globalSlot = 0;
     mutable std::int32_t runtimeDepth = -1; // evaluator-owned: environments actually walked
     mutable Value nameKey; // evaluator-owned: the field name's key, made once
+    // Evaluator-owned: whether the object is a local that can be used where it lives (nothing between
+    // reading it and the store runs code); -1 until the first store decides.
+    mutable std::int8_t objectInPlace = -1;
 };
 
 struct ExpressionStmt : Stmt

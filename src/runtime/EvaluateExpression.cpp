@@ -173,9 +173,16 @@ Value evaluateIndexOfLocal(Impl& vm, const Expr& expr, Environment* environment)
     vm.guardStack(index.line);
     const Value key = vm.evaluateExpression(*index.index, environment);
     const Value* object = localSlot(*index.object, environment);
-    if (object && object->isTable() && key.isInteger())
+    if (object && object->isTable())
     {
-        return tableGetInteger(object->table(), key.integer());
+        if (key.isInteger())
+        {
+            return tableGetInteger(object->table(), key.integer());
+        }
+        if (key.isString())
+        {
+            return tableGetString(object->table(), *key.string());
+        }
     }
     return vm.indexValue(object ? *object : Value(), key, index.line);
 }
@@ -790,20 +797,36 @@ void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environm
     case AssignTarget::Kind::Field:
     case AssignTarget::Kind::Index:
     {
-        const Value object = evaluateExpression(*target.object, environment);
-        if (!object.isTable())
+        if (target.objectInPlace < 0) [[unlikely]]
         {
-            failRuntime(target.line, std::string("attempt to assign into a ") + describeValueType(object) + " value");
+            target.objectInPlace = isLocalVariable(*target.object) &&
+                                   (target.kind == AssignTarget::Kind::Field || runsNoCode(*target.index));
+        }
+        Value evaluated;
+        const Value* object = target.objectInPlace ? localSlot(*target.object, environment) : nullptr;
+        if (!object)
+        {
+            evaluated = evaluateExpression(*target.object, environment);
+            object = &evaluated;
+        }
+        if (!object->isTable())
+        {
+            failRuntime(target.line, std::string("attempt to assign into a ") + describeValueType(*object) + " value");
         }
         if (target.kind == AssignTarget::Kind::Field)
         {
-            tableSetByKey(object.table(), stringKey(nameKeyOf(target.nameKey, target.name)), std::move(value));
+            tableSetString(object->table(), nameKeyOf(target.nameKey, target.name), std::move(value));
             return;
         }
         const Value key = evaluateExpression(*target.index, environment);
         if (key.isInteger())
         {
-            tableSetInteger(object.table(), key.integer(), std::move(value));
+            tableSetInteger(object->table(), key.integer(), std::move(value));
+            return;
+        }
+        if (key.isString())
+        {
+            tableSetString(object->table(), key, std::move(value));
             return;
         }
         TableKey tableKey;
@@ -811,7 +834,7 @@ void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environm
         {
             failRuntime(target.line, "table index must be a number, string, or boolean");
         }
-        tableSetByKey(object.table(), tableKey, std::move(value));
+        tableSetByKey(object->table(), tableKey, std::move(value));
         return;
     }
     }

@@ -170,6 +170,23 @@ inline Value tableGetString(const Table* table, const LuaString& key)
     return entry ? entry->value : Value();
 }
 
+// Stores t[key] for a string key. Overwriting an existing field with a non-nil value is done in place,
+// without building a key; everything else is tableSetByKey's.
+inline void tableSetString(Table* table, const Value& key, Value value)
+{
+    if (table && !value.isNil() && !table->hash.empty())
+    {
+        const LuaString& text = *key.string();
+        if (auto* entry = const_cast<HashPart::Entry*>(table->hash.findString(text, text.bytesHash() ^ kStringKeyHashSalt)))
+        {
+            entry->value = std::move(value);
+            ++table->version;
+            return;
+        }
+    }
+    tableSetByKey(table, TableKey::makeString(Ref<LuaString>(key.string())), std::move(value));
+}
+
 inline Ref<Table> makeTable()
 {
     return makeRef<Table>();
