@@ -125,6 +125,34 @@ bool isLocalVariable(const Expr& expr)
     return expr.kind == ExprKind::Variable && static_cast<const VariableExpr&>(expr).runtimeDepth >= 0;
 }
 
+// How an operator or an index reaches an operand: a literal or a local is read where it lives, with no evaluator
+// call and no copy; anything else is evaluated. A local is read in place only when the other operand
+// runs no code, so nothing can assign it between the two reads.
+enum class Operand : std::uint8_t
+{
+    Constant,
+    Local,
+    Any,
+};
+
+template <Operand Mode>
+[[gnu::always_inline]] inline const Value& operandIn(const Expr& operand, Environment* environment, const Value& evaluated)
+{
+    if constexpr (Mode == Operand::Constant)
+    {
+        return static_cast<const LiteralExpr&>(operand).value;
+    }
+    else if constexpr (Mode == Operand::Local)
+    {
+        const Value* slot = localSlot(operand, environment);
+        return slot ? *slot : evaluated; // `evaluated` is nil here
+    }
+    else
+    {
+        return evaluated;
+    }
+}
+
 // True when evaluating the expression runs no script code: no call anywhere in it (looked at to a small
 // depth only; deeper trees count as running code).
 bool runsNoCode(const Expr& expr, int depth = 0)
@@ -166,12 +194,16 @@ Value evaluateFieldOfLocal(Impl& vm, const Expr& expr, Environment* environment)
 }
 
 // t[k] on a local t with a key that runs no code, so nothing can change t while k is evaluated: the key
-// first, then the table read in place.
-Value evaluateIndexOfLocal(Impl& vm, const Expr& expr, Environment* environment)
+// first (read where it lives when it is a literal or a local), then the table read in place.
+template <Operand Key> Value evaluateIndexOfLocal(Impl& vm, const Expr& expr, Environment* environment)
 {
     const auto& index = static_cast<const IndexExpr&>(expr);
-    vm.guardStack(index.line);
-    const Value key = vm.evaluateExpression(*index.index, environment);
+    if constexpr (Key == Operand::Any)
+    {
+        vm.guardStack(index.line);
+    }
+    const Value evaluated = Key == Operand::Any ? vm.evaluateExpression(*index.index, environment) : Value();
+    const Value& key = operandIn<Key>(*index.index, environment, evaluated);
     const Value* object = localSlot(*index.object, environment);
     if (object && object->isTable())
     {
@@ -254,34 +286,6 @@ template <TokenKind Op> [[gnu::always_inline]] inline bool integerArithmetic(std
         }
     }
     return numericResult(number);
-}
-
-// How an operator reaches an operand: a literal or a local is read where it lives, with no evaluator
-// call and no copy; anything else is evaluated. A local is read in place only when the other operand
-// runs no code, so nothing can assign it between the two reads.
-enum class Operand : std::uint8_t
-{
-    Constant,
-    Local,
-    Any,
-};
-
-template <Operand Mode>
-[[gnu::always_inline]] inline const Value& operandIn(const Expr& operand, Environment* environment, const Value& evaluated)
-{
-    if constexpr (Mode == Operand::Constant)
-    {
-        return static_cast<const LiteralExpr&>(operand).value;
-    }
-    else if constexpr (Mode == Operand::Local)
-    {
-        const Value* slot = localSlot(operand, environment);
-        return slot ? *slot : evaluated; // `evaluated` is nil here
-    }
-    else
-    {
-        return evaluated;
-    }
 }
 
 template <TokenKind Op, Operand Left, Operand Right>
@@ -432,8 +436,16 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
     case ExprKind::Index:
     {
         const auto& index = static_cast<const IndexExpr&>(expr);
-        return isLocalVariable(*index.object) && runsNoCode(*index.index) ? &evaluateIndexOfLocal
-                                                                           : &evaluateIndexNode;
+        if (!isLocalVariable(*index.object) || !runsNoCode(*index.index))
+        {
+            return &evaluateIndexNode;
+        }
+        if (index.index->kind == ExprKind::Literal)
+        {
+            return &evaluateIndexOfLocal<Operand::Constant>;
+        }
+        return isLocalVariable(*index.index) ? &evaluateIndexOfLocal<Operand::Local>
+                                             : &evaluateIndexOfLocal<Operand::Any>;
     }
     case ExprKind::Call: return &evaluateCallNode;
     case ExprKind::Function: return &evaluateFunctionNode;

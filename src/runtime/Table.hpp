@@ -130,7 +130,7 @@ void tableSetByKey(Table* table, const TableKey& key, Value value);
 std::int64_t tableSequenceLength(Table* table);
 
 // Reads t[index] for an integer index without building a key.
-inline Value tableGetInteger(const Table* table, std::int64_t index)
+[[gnu::always_inline]] inline Value tableGetInteger(const Table* table, std::int64_t index)
 {
     if (table && index >= 1 && static_cast<std::uint64_t>(index) <= table->array.size() &&
         !table->array[static_cast<std::size_t>(index - 1)].isNil())
@@ -160,7 +160,7 @@ inline void tableSetInteger(Table* table, std::int64_t index, Value value)
 
 // Reads t[key] for a string key: what tableGetByKey does with TableKey::makeString(key), without
 // building the key.
-inline Value tableGetString(const Table* table, const LuaString& key)
+[[gnu::always_inline]] inline Value tableGetString(const Table* table, const LuaString& key)
 {
     if (!table || table->hash.empty())
     {
