@@ -39,3 +39,10 @@ local big = {}
 big[-1] = "neg"
 big[0] = "zero"
 print("non-positive keys", big[-1], big[0], #big)
+-- The same keys held in locals.
+local k1, k2, k3, k4, k5 = 2.0, "2", true, 1.0000000000000002, "x"
+print("local keys", t[k1], t[k2], t[k3], t[k4], t[k5])
+try("read with a local 1.5", function() local k = 1.5; return t[k] end)
+try("read with a local nil", function() local k; return t[k] end)
+try("read with a local table", function() local k = {}; return t[k] end)
+try("index a local number", function() local n, k = 5, 1; return n[k] end)
