@@ -125,15 +125,24 @@ bool isLocalVariable(const Expr& expr)
     return expr.kind == ExprKind::Variable && static_cast<const VariableExpr&>(expr).runtimeDepth >= 0;
 }
 
-// How an operator or an index reaches an operand: a literal or a local is read where it lives, with no evaluator
-// call and no copy; anything else is evaluated. A local is read in place only when the other operand
-// runs no code, so nothing can assign it between the two reads.
+// How an operator or an index reaches an operand: a literal or a local is read where it lives, with
+// no evaluator call and no copy; anything else is evaluated. A local is read in place only when the
+// other operand runs no code, so nothing can assign it between the two reads.
 enum class Operand : std::uint8_t
 {
     Constant,
     Local,
     Any,
 };
+
+Operand operandShape(const Expr& operand)
+{
+    if (operand.kind == ExprKind::Literal)
+    {
+        return Operand::Constant;
+    }
+    return isLocalVariable(operand) ? Operand::Local : Operand::Any;
+}
 
 template <Operand Mode>
 [[gnu::always_inline]] inline const Value& operandIn(const Expr& operand, Environment* environment, const Value& evaluated)
@@ -348,41 +357,25 @@ Value evaluateOperator(Impl& vm, const Expr& expr, Environment* environment)
     return vm.binaryOperation(binary, left, right);
 }
 
-template <Operand Mode> bool operandHasMode(const Expr& operand)
-{
-    switch (Mode)
-    {
-    case Operand::Constant: return operand.kind == ExprKind::Literal;
-    case Operand::Local: return isLocalVariable(operand);
-    default: return true;
-    }
-}
-
 template <TokenKind Op, Operand Left> ExprEvaluator operatorEvaluatorRight(const BinaryExpr& binary)
 {
-    if (operandHasMode<Operand::Constant>(*binary.right))
+    switch (operandShape(*binary.right))
     {
-        return &evaluateOperator<Op, Left, Operand::Constant>;
+    case Operand::Constant: return &evaluateOperator<Op, Left, Operand::Constant>;
+    case Operand::Local: return &evaluateOperator<Op, Left, Operand::Local>;
+    default: // the right operand may run code: a local on the left is copied before it runs
+        return &evaluateOperator<Op, Left == Operand::Local ? Operand::Any : Left, Operand::Any>;
     }
-    if (operandHasMode<Operand::Local>(*binary.right))
-    {
-        return &evaluateOperator<Op, Left, Operand::Local>;
-    }
-    // The right operand may run code: a local on the left is copied before it runs.
-    return &evaluateOperator<Op, Left == Operand::Local ? Operand::Any : Left, Operand::Any>;
 }
 
 template <TokenKind Op> ExprEvaluator operatorEvaluator(const BinaryExpr& binary)
 {
-    if (operandHasMode<Operand::Constant>(*binary.left))
+    switch (operandShape(*binary.left))
     {
-        return operatorEvaluatorRight<Op, Operand::Constant>(binary);
+    case Operand::Constant: return operatorEvaluatorRight<Op, Operand::Constant>(binary);
+    case Operand::Local: return operatorEvaluatorRight<Op, Operand::Local>(binary);
+    default: return operatorEvaluatorRight<Op, Operand::Any>(binary);
     }
-    if (operandHasMode<Operand::Local>(*binary.left))
-    {
-        return operatorEvaluatorRight<Op, Operand::Local>(binary);
-    }
-    return operatorEvaluatorRight<Op, Operand::Any>(binary);
 }
 
 } // namespace
@@ -440,12 +433,12 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
         {
             return &evaluateIndexNode;
         }
-        if (index.index->kind == ExprKind::Literal)
+        switch (operandShape(*index.index))
         {
-            return &evaluateIndexOfLocal<Operand::Constant>;
+        case Operand::Constant: return &evaluateIndexOfLocal<Operand::Constant>;
+        case Operand::Local: return &evaluateIndexOfLocal<Operand::Local>;
+        default: return &evaluateIndexOfLocal<Operand::Any>;
         }
-        return isLocalVariable(*index.index) ? &evaluateIndexOfLocal<Operand::Local>
-                                             : &evaluateIndexOfLocal<Operand::Any>;
     }
     case ExprKind::Call: return &evaluateCallNode;
     case ExprKind::Function: return &evaluateFunctionNode;
