@@ -1,985 +1,142 @@
 -- Every operator gives the same result whatever shape its operands have: literals, locals of the
--- running function, locals of enclosing functions, and expressions that run code. Each check
--- evaluates one operator on one pair of values in every shape and prints the result once, or each
--- differing shape.
-local t = {}
+-- running function, locals of enclosing functions, and expressions that run code. Each line of
+-- output is one operator on one pair of values; a shape that disagrees with the first prints a
+-- line of its own.
 local function w(v)
   return v
 end
-local function try(f, p, q)
-  local ok, result = pcall(f, p, q)
+local function show(ok, result)
   if ok then
     return tostring(result)
   end
   return "error: " .. result
 end
-local function check(label, a, b, shapes)
-  local results = shapes(a, b)
-  for i = 2, #results do
-    if results[i] ~= results[1] then
-      print(label, "shape " .. i .. " differs", results[i], results[1])
+local function compare(label, a, b, forms)
+  local first = show(pcall(forms[1], a, b))
+  for i = 2, #forms do
+    local result = show(pcall(forms[i], a, b))
+    if result ~= first then
+      print(label, "shape " .. i .. " differs", result, first)
     end
   end
-  print(label, results[1])
+  print(label, first)
 end
 
-check("7 + 3", 7, 3, function(a, b)
-  return {
-    try(function() return 7 + 3 end), try(function(p) return p + 3 end, a), try(function() return a + 3 end),
-    try(function(p, q) return 7 + q end, a, b), try(function() return 7 + b end), try(function(p, q) return p + q end, a, b),
-    try(function() return a + b end), try(function() return w(a) + w(b) end), try(function(p, q) return p + w(q) end, a, b),
-    try(function(p, q) return w(p) + q end, a, b)
-  }
-end)
-check("7 - 3", 7, 3, function(a, b)
-  return {
-    try(function() return 7 - 3 end), try(function(p) return p - 3 end, a), try(function() return a - 3 end),
-    try(function(p, q) return 7 - q end, a, b), try(function() return 7 - b end), try(function(p, q) return p - q end, a, b),
-    try(function() return a - b end), try(function() return w(a) - w(b) end), try(function(p, q) return p - w(q) end, a, b),
-    try(function(p, q) return w(p) - q end, a, b)
-  }
-end)
-check("7 * 3", 7, 3, function(a, b)
-  return {
-    try(function() return 7 * 3 end), try(function(p) return p * 3 end, a), try(function() return a * 3 end),
-    try(function(p, q) return 7 * q end, a, b), try(function() return 7 * b end), try(function(p, q) return p * q end, a, b),
-    try(function() return a * b end), try(function() return w(a) * w(b) end), try(function(p, q) return p * w(q) end, a, b),
-    try(function(p, q) return w(p) * q end, a, b)
-  }
-end)
-check("7 / 3", 7, 3, function(a, b)
-  return {
-    try(function() return 7 / 3 end), try(function(p) return p / 3 end, a), try(function() return a / 3 end),
-    try(function(p, q) return 7 / q end, a, b), try(function() return 7 / b end), try(function(p, q) return p / q end, a, b),
-    try(function() return a / b end), try(function() return w(a) / w(b) end), try(function(p, q) return p / w(q) end, a, b),
-    try(function(p, q) return w(p) / q end, a, b)
-  }
-end)
-check("7 % 3", 7, 3, function(a, b)
-  return {
-    try(function() return 7 % 3 end), try(function(p) return p % 3 end, a), try(function() return a % 3 end),
-    try(function(p, q) return 7 % q end, a, b), try(function() return 7 % b end), try(function(p, q) return p % q end, a, b),
-    try(function() return a % b end), try(function() return w(a) % w(b) end), try(function(p, q) return p % w(q) end, a, b),
-    try(function(p, q) return w(p) % q end, a, b)
-  }
-end)
-check("7 < 3", 7, 3, function(a, b)
-  return {
-    try(function() return 7 < 3 end), try(function(p) return p < 3 end, a), try(function() return a < 3 end),
-    try(function(p, q) return 7 < q end, a, b), try(function() return 7 < b end), try(function(p, q) return p < q end, a, b),
-    try(function() return a < b end), try(function() return w(a) < w(b) end), try(function(p, q) return p < w(q) end, a, b),
-    try(function(p, q) return w(p) < q end, a, b)
-  }
-end)
-check("7 <= 3", 7, 3, function(a, b)
-  return {
-    try(function() return 7 <= 3 end), try(function(p) return p <= 3 end, a), try(function() return a <= 3 end),
-    try(function(p, q) return 7 <= q end, a, b), try(function() return 7 <= b end), try(function(p, q) return p <= q end, a, b),
-    try(function() return a <= b end), try(function() return w(a) <= w(b) end), try(function(p, q) return p <= w(q) end, a, b),
-    try(function(p, q) return w(p) <= q end, a, b)
-  }
-end)
-check("7 > 3", 7, 3, function(a, b)
-  return {
-    try(function() return 7 > 3 end), try(function(p) return p > 3 end, a), try(function() return a > 3 end),
-    try(function(p, q) return 7 > q end, a, b), try(function() return 7 > b end), try(function(p, q) return p > q end, a, b),
-    try(function() return a > b end), try(function() return w(a) > w(b) end), try(function(p, q) return p > w(q) end, a, b),
-    try(function(p, q) return w(p) > q end, a, b)
-  }
-end)
-check("7 >= 3", 7, 3, function(a, b)
-  return {
-    try(function() return 7 >= 3 end), try(function(p) return p >= 3 end, a), try(function() return a >= 3 end),
-    try(function(p, q) return 7 >= q end, a, b), try(function() return 7 >= b end), try(function(p, q) return p >= q end, a, b),
-    try(function() return a >= b end), try(function() return w(a) >= w(b) end), try(function(p, q) return p >= w(q) end, a, b),
-    try(function(p, q) return w(p) >= q end, a, b)
-  }
-end)
-check("7 == 3", 7, 3, function(a, b)
-  return {
-    try(function() return 7 == 3 end), try(function(p) return p == 3 end, a), try(function() return a == 3 end),
-    try(function(p, q) return 7 == q end, a, b), try(function() return 7 == b end), try(function(p, q) return p == q end, a, b),
-    try(function() return a == b end), try(function() return w(a) == w(b) end), try(function(p, q) return p == w(q) end, a, b),
-    try(function(p, q) return w(p) == q end, a, b)
-  }
-end)
-check("7 ~= 3", 7, 3, function(a, b)
-  return {
-    try(function() return 7 ~= 3 end), try(function(p) return p ~= 3 end, a), try(function() return a ~= 3 end),
-    try(function(p, q) return 7 ~= q end, a, b), try(function() return 7 ~= b end), try(function(p, q) return p ~= q end, a, b),
-    try(function() return a ~= b end), try(function() return w(a) ~= w(b) end), try(function(p, q) return p ~= w(q) end, a, b),
-    try(function(p, q) return w(p) ~= q end, a, b)
-  }
-end)
-check("-7 + 3", -7, 3, function(a, b)
-  return {
-    try(function() return -7 + 3 end), try(function(p) return p + 3 end, a), try(function() return a + 3 end),
-    try(function(p, q) return -7 + q end, a, b), try(function() return -7 + b end), try(function(p, q) return p + q end, a, b),
-    try(function() return a + b end), try(function() return w(a) + w(b) end), try(function(p, q) return p + w(q) end, a, b),
-    try(function(p, q) return w(p) + q end, a, b)
-  }
-end)
-check("-7 - 3", -7, 3, function(a, b)
-  return {
-    try(function() return -7 - 3 end), try(function(p) return p - 3 end, a), try(function() return a - 3 end),
-    try(function(p, q) return -7 - q end, a, b), try(function() return -7 - b end), try(function(p, q) return p - q end, a, b),
-    try(function() return a - b end), try(function() return w(a) - w(b) end), try(function(p, q) return p - w(q) end, a, b),
-    try(function(p, q) return w(p) - q end, a, b)
-  }
-end)
-check("-7 * 3", -7, 3, function(a, b)
-  return {
-    try(function() return -7 * 3 end), try(function(p) return p * 3 end, a), try(function() return a * 3 end),
-    try(function(p, q) return -7 * q end, a, b), try(function() return -7 * b end), try(function(p, q) return p * q end, a, b),
-    try(function() return a * b end), try(function() return w(a) * w(b) end), try(function(p, q) return p * w(q) end, a, b),
-    try(function(p, q) return w(p) * q end, a, b)
-  }
-end)
-check("-7 / 3", -7, 3, function(a, b)
-  return {
-    try(function() return -7 / 3 end), try(function(p) return p / 3 end, a), try(function() return a / 3 end),
-    try(function(p, q) return -7 / q end, a, b), try(function() return -7 / b end), try(function(p, q) return p / q end, a, b),
-    try(function() return a / b end), try(function() return w(a) / w(b) end), try(function(p, q) return p / w(q) end, a, b),
-    try(function(p, q) return w(p) / q end, a, b)
-  }
-end)
-check("-7 % 3", -7, 3, function(a, b)
-  return {
-    try(function() return -7 % 3 end), try(function(p) return p % 3 end, a), try(function() return a % 3 end),
-    try(function(p, q) return -7 % q end, a, b), try(function() return -7 % b end), try(function(p, q) return p % q end, a, b),
-    try(function() return a % b end), try(function() return w(a) % w(b) end), try(function(p, q) return p % w(q) end, a, b),
-    try(function(p, q) return w(p) % q end, a, b)
-  }
-end)
-check("-7 < 3", -7, 3, function(a, b)
-  return {
-    try(function() return -7 < 3 end), try(function(p) return p < 3 end, a), try(function() return a < 3 end),
-    try(function(p, q) return -7 < q end, a, b), try(function() return -7 < b end), try(function(p, q) return p < q end, a, b),
-    try(function() return a < b end), try(function() return w(a) < w(b) end), try(function(p, q) return p < w(q) end, a, b),
-    try(function(p, q) return w(p) < q end, a, b)
-  }
-end)
-check("-7 <= 3", -7, 3, function(a, b)
-  return {
-    try(function() return -7 <= 3 end), try(function(p) return p <= 3 end, a), try(function() return a <= 3 end),
-    try(function(p, q) return -7 <= q end, a, b), try(function() return -7 <= b end), try(function(p, q) return p <= q end, a, b),
-    try(function() return a <= b end), try(function() return w(a) <= w(b) end), try(function(p, q) return p <= w(q) end, a, b),
-    try(function(p, q) return w(p) <= q end, a, b)
-  }
-end)
-check("-7 > 3", -7, 3, function(a, b)
-  return {
-    try(function() return -7 > 3 end), try(function(p) return p > 3 end, a), try(function() return a > 3 end),
-    try(function(p, q) return -7 > q end, a, b), try(function() return -7 > b end), try(function(p, q) return p > q end, a, b),
-    try(function() return a > b end), try(function() return w(a) > w(b) end), try(function(p, q) return p > w(q) end, a, b),
-    try(function(p, q) return w(p) > q end, a, b)
-  }
-end)
-check("-7 >= 3", -7, 3, function(a, b)
-  return {
-    try(function() return -7 >= 3 end), try(function(p) return p >= 3 end, a), try(function() return a >= 3 end),
-    try(function(p, q) return -7 >= q end, a, b), try(function() return -7 >= b end), try(function(p, q) return p >= q end, a, b),
-    try(function() return a >= b end), try(function() return w(a) >= w(b) end), try(function(p, q) return p >= w(q) end, a, b),
-    try(function(p, q) return w(p) >= q end, a, b)
-  }
-end)
-check("-7 == 3", -7, 3, function(a, b)
-  return {
-    try(function() return -7 == 3 end), try(function(p) return p == 3 end, a), try(function() return a == 3 end),
-    try(function(p, q) return -7 == q end, a, b), try(function() return -7 == b end), try(function(p, q) return p == q end, a, b),
-    try(function() return a == b end), try(function() return w(a) == w(b) end), try(function(p, q) return p == w(q) end, a, b),
-    try(function(p, q) return w(p) == q end, a, b)
-  }
-end)
-check("-7 ~= 3", -7, 3, function(a, b)
-  return {
-    try(function() return -7 ~= 3 end), try(function(p) return p ~= 3 end, a), try(function() return a ~= 3 end),
-    try(function(p, q) return -7 ~= q end, a, b), try(function() return -7 ~= b end), try(function(p, q) return p ~= q end, a, b),
-    try(function() return a ~= b end), try(function() return w(a) ~= w(b) end), try(function(p, q) return p ~= w(q) end, a, b),
-    try(function(p, q) return w(p) ~= q end, a, b)
-  }
-end)
-check("7 + 0", 7, 0, function(a, b)
-  return {
-    try(function() return 7 + 0 end), try(function(p) return p + 0 end, a), try(function() return a + 0 end),
-    try(function(p, q) return 7 + q end, a, b), try(function() return 7 + b end), try(function(p, q) return p + q end, a, b),
-    try(function() return a + b end), try(function() return w(a) + w(b) end), try(function(p, q) return p + w(q) end, a, b),
-    try(function(p, q) return w(p) + q end, a, b)
-  }
-end)
-check("7 - 0", 7, 0, function(a, b)
-  return {
-    try(function() return 7 - 0 end), try(function(p) return p - 0 end, a), try(function() return a - 0 end),
-    try(function(p, q) return 7 - q end, a, b), try(function() return 7 - b end), try(function(p, q) return p - q end, a, b),
-    try(function() return a - b end), try(function() return w(a) - w(b) end), try(function(p, q) return p - w(q) end, a, b),
-    try(function(p, q) return w(p) - q end, a, b)
-  }
-end)
-check("7 * 0", 7, 0, function(a, b)
-  return {
-    try(function() return 7 * 0 end), try(function(p) return p * 0 end, a), try(function() return a * 0 end),
-    try(function(p, q) return 7 * q end, a, b), try(function() return 7 * b end), try(function(p, q) return p * q end, a, b),
-    try(function() return a * b end), try(function() return w(a) * w(b) end), try(function(p, q) return p * w(q) end, a, b),
-    try(function(p, q) return w(p) * q end, a, b)
-  }
-end)
-check("7 / 0", 7, 0, function(a, b)
-  return {
-    try(function() return 7 / 0 end), try(function(p) return p / 0 end, a), try(function() return a / 0 end),
-    try(function(p, q) return 7 / q end, a, b), try(function() return 7 / b end), try(function(p, q) return p / q end, a, b),
-    try(function() return a / b end), try(function() return w(a) / w(b) end), try(function(p, q) return p / w(q) end, a, b),
-    try(function(p, q) return w(p) / q end, a, b)
-  }
-end)
-check("7 % 0", 7, 0, function(a, b)
-  return {
-    try(function() return 7 % 0 end), try(function(p) return p % 0 end, a), try(function() return a % 0 end),
-    try(function(p, q) return 7 % q end, a, b), try(function() return 7 % b end), try(function(p, q) return p % q end, a, b),
-    try(function() return a % b end), try(function() return w(a) % w(b) end), try(function(p, q) return p % w(q) end, a, b),
-    try(function(p, q) return w(p) % q end, a, b)
-  }
-end)
-check("7 < 0", 7, 0, function(a, b)
-  return {
-    try(function() return 7 < 0 end), try(function(p) return p < 0 end, a), try(function() return a < 0 end),
-    try(function(p, q) return 7 < q end, a, b), try(function() return 7 < b end), try(function(p, q) return p < q end, a, b),
-    try(function() return a < b end), try(function() return w(a) < w(b) end), try(function(p, q) return p < w(q) end, a, b),
-    try(function(p, q) return w(p) < q end, a, b)
-  }
-end)
-check("7 <= 0", 7, 0, function(a, b)
-  return {
-    try(function() return 7 <= 0 end), try(function(p) return p <= 0 end, a), try(function() return a <= 0 end),
-    try(function(p, q) return 7 <= q end, a, b), try(function() return 7 <= b end), try(function(p, q) return p <= q end, a, b),
-    try(function() return a <= b end), try(function() return w(a) <= w(b) end), try(function(p, q) return p <= w(q) end, a, b),
-    try(function(p, q) return w(p) <= q end, a, b)
-  }
-end)
-check("7 > 0", 7, 0, function(a, b)
-  return {
-    try(function() return 7 > 0 end), try(function(p) return p > 0 end, a), try(function() return a > 0 end),
-    try(function(p, q) return 7 > q end, a, b), try(function() return 7 > b end), try(function(p, q) return p > q end, a, b),
-    try(function() return a > b end), try(function() return w(a) > w(b) end), try(function(p, q) return p > w(q) end, a, b),
-    try(function(p, q) return w(p) > q end, a, b)
-  }
-end)
-check("7 >= 0", 7, 0, function(a, b)
-  return {
-    try(function() return 7 >= 0 end), try(function(p) return p >= 0 end, a), try(function() return a >= 0 end),
-    try(function(p, q) return 7 >= q end, a, b), try(function() return 7 >= b end), try(function(p, q) return p >= q end, a, b),
-    try(function() return a >= b end), try(function() return w(a) >= w(b) end), try(function(p, q) return p >= w(q) end, a, b),
-    try(function(p, q) return w(p) >= q end, a, b)
-  }
-end)
-check("7 == 0", 7, 0, function(a, b)
-  return {
-    try(function() return 7 == 0 end), try(function(p) return p == 0 end, a), try(function() return a == 0 end),
-    try(function(p, q) return 7 == q end, a, b), try(function() return 7 == b end), try(function(p, q) return p == q end, a, b),
-    try(function() return a == b end), try(function() return w(a) == w(b) end), try(function(p, q) return p == w(q) end, a, b),
-    try(function(p, q) return w(p) == q end, a, b)
-  }
-end)
-check("7 ~= 0", 7, 0, function(a, b)
-  return {
-    try(function() return 7 ~= 0 end), try(function(p) return p ~= 0 end, a), try(function() return a ~= 0 end),
-    try(function(p, q) return 7 ~= q end, a, b), try(function() return 7 ~= b end), try(function(p, q) return p ~= q end, a, b),
-    try(function() return a ~= b end), try(function() return w(a) ~= w(b) end), try(function(p, q) return p ~= w(q) end, a, b),
-    try(function(p, q) return w(p) ~= q end, a, b)
-  }
-end)
-check("2.5 + 2", 2.5, 2, function(a, b)
-  return {
-    try(function() return 2.5 + 2 end), try(function(p) return p + 2 end, a), try(function() return a + 2 end),
-    try(function(p, q) return 2.5 + q end, a, b), try(function() return 2.5 + b end), try(function(p, q) return p + q end, a, b),
-    try(function() return a + b end), try(function() return w(a) + w(b) end), try(function(p, q) return p + w(q) end, a, b),
-    try(function(p, q) return w(p) + q end, a, b)
-  }
-end)
-check("2.5 - 2", 2.5, 2, function(a, b)
-  return {
-    try(function() return 2.5 - 2 end), try(function(p) return p - 2 end, a), try(function() return a - 2 end),
-    try(function(p, q) return 2.5 - q end, a, b), try(function() return 2.5 - b end), try(function(p, q) return p - q end, a, b),
-    try(function() return a - b end), try(function() return w(a) - w(b) end), try(function(p, q) return p - w(q) end, a, b),
-    try(function(p, q) return w(p) - q end, a, b)
-  }
-end)
-check("2.5 * 2", 2.5, 2, function(a, b)
-  return {
-    try(function() return 2.5 * 2 end), try(function(p) return p * 2 end, a), try(function() return a * 2 end),
-    try(function(p, q) return 2.5 * q end, a, b), try(function() return 2.5 * b end), try(function(p, q) return p * q end, a, b),
-    try(function() return a * b end), try(function() return w(a) * w(b) end), try(function(p, q) return p * w(q) end, a, b),
-    try(function(p, q) return w(p) * q end, a, b)
-  }
-end)
-check("2.5 / 2", 2.5, 2, function(a, b)
-  return {
-    try(function() return 2.5 / 2 end), try(function(p) return p / 2 end, a), try(function() return a / 2 end),
-    try(function(p, q) return 2.5 / q end, a, b), try(function() return 2.5 / b end), try(function(p, q) return p / q end, a, b),
-    try(function() return a / b end), try(function() return w(a) / w(b) end), try(function(p, q) return p / w(q) end, a, b),
-    try(function(p, q) return w(p) / q end, a, b)
-  }
-end)
-check("2.5 % 2", 2.5, 2, function(a, b)
-  return {
-    try(function() return 2.5 % 2 end), try(function(p) return p % 2 end, a), try(function() return a % 2 end),
-    try(function(p, q) return 2.5 % q end, a, b), try(function() return 2.5 % b end), try(function(p, q) return p % q end, a, b),
-    try(function() return a % b end), try(function() return w(a) % w(b) end), try(function(p, q) return p % w(q) end, a, b),
-    try(function(p, q) return w(p) % q end, a, b)
-  }
-end)
-check("2.5 < 2", 2.5, 2, function(a, b)
-  return {
-    try(function() return 2.5 < 2 end), try(function(p) return p < 2 end, a), try(function() return a < 2 end),
-    try(function(p, q) return 2.5 < q end, a, b), try(function() return 2.5 < b end), try(function(p, q) return p < q end, a, b),
-    try(function() return a < b end), try(function() return w(a) < w(b) end), try(function(p, q) return p < w(q) end, a, b),
-    try(function(p, q) return w(p) < q end, a, b)
-  }
-end)
-check("2.5 <= 2", 2.5, 2, function(a, b)
-  return {
-    try(function() return 2.5 <= 2 end), try(function(p) return p <= 2 end, a), try(function() return a <= 2 end),
-    try(function(p, q) return 2.5 <= q end, a, b), try(function() return 2.5 <= b end), try(function(p, q) return p <= q end, a, b),
-    try(function() return a <= b end), try(function() return w(a) <= w(b) end), try(function(p, q) return p <= w(q) end, a, b),
-    try(function(p, q) return w(p) <= q end, a, b)
-  }
-end)
-check("2.5 > 2", 2.5, 2, function(a, b)
-  return {
-    try(function() return 2.5 > 2 end), try(function(p) return p > 2 end, a), try(function() return a > 2 end),
-    try(function(p, q) return 2.5 > q end, a, b), try(function() return 2.5 > b end), try(function(p, q) return p > q end, a, b),
-    try(function() return a > b end), try(function() return w(a) > w(b) end), try(function(p, q) return p > w(q) end, a, b),
-    try(function(p, q) return w(p) > q end, a, b)
-  }
-end)
-check("2.5 >= 2", 2.5, 2, function(a, b)
-  return {
-    try(function() return 2.5 >= 2 end), try(function(p) return p >= 2 end, a), try(function() return a >= 2 end),
-    try(function(p, q) return 2.5 >= q end, a, b), try(function() return 2.5 >= b end), try(function(p, q) return p >= q end, a, b),
-    try(function() return a >= b end), try(function() return w(a) >= w(b) end), try(function(p, q) return p >= w(q) end, a, b),
-    try(function(p, q) return w(p) >= q end, a, b)
-  }
-end)
-check("2.5 == 2", 2.5, 2, function(a, b)
-  return {
-    try(function() return 2.5 == 2 end), try(function(p) return p == 2 end, a), try(function() return a == 2 end),
-    try(function(p, q) return 2.5 == q end, a, b), try(function() return 2.5 == b end), try(function(p, q) return p == q end, a, b),
-    try(function() return a == b end), try(function() return w(a) == w(b) end), try(function(p, q) return p == w(q) end, a, b),
-    try(function(p, q) return w(p) == q end, a, b)
-  }
-end)
-check("2.5 ~= 2", 2.5, 2, function(a, b)
-  return {
-    try(function() return 2.5 ~= 2 end), try(function(p) return p ~= 2 end, a), try(function() return a ~= 2 end),
-    try(function(p, q) return 2.5 ~= q end, a, b), try(function() return 2.5 ~= b end), try(function(p, q) return p ~= q end, a, b),
-    try(function() return a ~= b end), try(function() return w(a) ~= w(b) end), try(function(p, q) return p ~= w(q) end, a, b),
-    try(function(p, q) return w(p) ~= q end, a, b)
-  }
-end)
-check("5 + 0.0000000000000002", 5, 0.0000000000000002, function(a, b)
-  return {
-    try(function() return 5 + 0.0000000000000002 end), try(function(p) return p + 0.0000000000000002 end, a), try(function() return a + 0.0000000000000002 end),
-    try(function(p, q) return 5 + q end, a, b), try(function() return 5 + b end), try(function(p, q) return p + q end, a, b),
-    try(function() return a + b end), try(function() return w(a) + w(b) end), try(function(p, q) return p + w(q) end, a, b),
-    try(function(p, q) return w(p) + q end, a, b)
-  }
-end)
-check("5 - 0.0000000000000002", 5, 0.0000000000000002, function(a, b)
-  return {
-    try(function() return 5 - 0.0000000000000002 end), try(function(p) return p - 0.0000000000000002 end, a), try(function() return a - 0.0000000000000002 end),
-    try(function(p, q) return 5 - q end, a, b), try(function() return 5 - b end), try(function(p, q) return p - q end, a, b),
-    try(function() return a - b end), try(function() return w(a) - w(b) end), try(function(p, q) return p - w(q) end, a, b),
-    try(function(p, q) return w(p) - q end, a, b)
-  }
-end)
-check("5 * 0.0000000000000002", 5, 0.0000000000000002, function(a, b)
-  return {
-    try(function() return 5 * 0.0000000000000002 end), try(function(p) return p * 0.0000000000000002 end, a), try(function() return a * 0.0000000000000002 end),
-    try(function(p, q) return 5 * q end, a, b), try(function() return 5 * b end), try(function(p, q) return p * q end, a, b),
-    try(function() return a * b end), try(function() return w(a) * w(b) end), try(function(p, q) return p * w(q) end, a, b),
-    try(function(p, q) return w(p) * q end, a, b)
-  }
-end)
-check("5 / 0.0000000000000002", 5, 0.0000000000000002, function(a, b)
-  return {
-    try(function() return 5 / 0.0000000000000002 end), try(function(p) return p / 0.0000000000000002 end, a), try(function() return a / 0.0000000000000002 end),
-    try(function(p, q) return 5 / q end, a, b), try(function() return 5 / b end), try(function(p, q) return p / q end, a, b),
-    try(function() return a / b end), try(function() return w(a) / w(b) end), try(function(p, q) return p / w(q) end, a, b),
-    try(function(p, q) return w(p) / q end, a, b)
-  }
-end)
-check("5 % 0.0000000000000002", 5, 0.0000000000000002, function(a, b)
-  return {
-    try(function() return 5 % 0.0000000000000002 end), try(function(p) return p % 0.0000000000000002 end, a), try(function() return a % 0.0000000000000002 end),
-    try(function(p, q) return 5 % q end, a, b), try(function() return 5 % b end), try(function(p, q) return p % q end, a, b),
-    try(function() return a % b end), try(function() return w(a) % w(b) end), try(function(p, q) return p % w(q) end, a, b),
-    try(function(p, q) return w(p) % q end, a, b)
-  }
-end)
-check("5 < 0.0000000000000002", 5, 0.0000000000000002, function(a, b)
-  return {
-    try(function() return 5 < 0.0000000000000002 end), try(function(p) return p < 0.0000000000000002 end, a), try(function() return a < 0.0000000000000002 end),
-    try(function(p, q) return 5 < q end, a, b), try(function() return 5 < b end), try(function(p, q) return p < q end, a, b),
-    try(function() return a < b end), try(function() return w(a) < w(b) end), try(function(p, q) return p < w(q) end, a, b),
-    try(function(p, q) return w(p) < q end, a, b)
-  }
-end)
-check("5 <= 0.0000000000000002", 5, 0.0000000000000002, function(a, b)
-  return {
-    try(function() return 5 <= 0.0000000000000002 end), try(function(p) return p <= 0.0000000000000002 end, a), try(function() return a <= 0.0000000000000002 end),
-    try(function(p, q) return 5 <= q end, a, b), try(function() return 5 <= b end), try(function(p, q) return p <= q end, a, b),
-    try(function() return a <= b end), try(function() return w(a) <= w(b) end), try(function(p, q) return p <= w(q) end, a, b),
-    try(function(p, q) return w(p) <= q end, a, b)
-  }
-end)
-check("5 > 0.0000000000000002", 5, 0.0000000000000002, function(a, b)
-  return {
-    try(function() return 5 > 0.0000000000000002 end), try(function(p) return p > 0.0000000000000002 end, a), try(function() return a > 0.0000000000000002 end),
-    try(function(p, q) return 5 > q end, a, b), try(function() return 5 > b end), try(function(p, q) return p > q end, a, b),
-    try(function() return a > b end), try(function() return w(a) > w(b) end), try(function(p, q) return p > w(q) end, a, b),
-    try(function(p, q) return w(p) > q end, a, b)
-  }
-end)
-check("5 >= 0.0000000000000002", 5, 0.0000000000000002, function(a, b)
-  return {
-    try(function() return 5 >= 0.0000000000000002 end), try(function(p) return p >= 0.0000000000000002 end, a), try(function() return a >= 0.0000000000000002 end),
-    try(function(p, q) return 5 >= q end, a, b), try(function() return 5 >= b end), try(function(p, q) return p >= q end, a, b),
-    try(function() return a >= b end), try(function() return w(a) >= w(b) end), try(function(p, q) return p >= w(q) end, a, b),
-    try(function(p, q) return w(p) >= q end, a, b)
-  }
-end)
-check("5 == 0.0000000000000002", 5, 0.0000000000000002, function(a, b)
-  return {
-    try(function() return 5 == 0.0000000000000002 end), try(function(p) return p == 0.0000000000000002 end, a), try(function() return a == 0.0000000000000002 end),
-    try(function(p, q) return 5 == q end, a, b), try(function() return 5 == b end), try(function(p, q) return p == q end, a, b),
-    try(function() return a == b end), try(function() return w(a) == w(b) end), try(function(p, q) return p == w(q) end, a, b),
-    try(function(p, q) return w(p) == q end, a, b)
-  }
-end)
-check("5 ~= 0.0000000000000002", 5, 0.0000000000000002, function(a, b)
-  return {
-    try(function() return 5 ~= 0.0000000000000002 end), try(function(p) return p ~= 0.0000000000000002 end, a), try(function() return a ~= 0.0000000000000002 end),
-    try(function(p, q) return 5 ~= q end, a, b), try(function() return 5 ~= b end), try(function(p, q) return p ~= q end, a, b),
-    try(function() return a ~= b end), try(function() return w(a) ~= w(b) end), try(function(p, q) return p ~= w(q) end, a, b),
-    try(function(p, q) return w(p) ~= q end, a, b)
-  }
-end)
-check("9223372036854775807 + 1", 9223372036854775807, 1, function(a, b)
-  return {
-    try(function() return 9223372036854775807 + 1 end), try(function(p) return p + 1 end, a), try(function() return a + 1 end),
-    try(function(p, q) return 9223372036854775807 + q end, a, b), try(function() return 9223372036854775807 + b end), try(function(p, q) return p + q end, a, b),
-    try(function() return a + b end), try(function() return w(a) + w(b) end), try(function(p, q) return p + w(q) end, a, b),
-    try(function(p, q) return w(p) + q end, a, b)
-  }
-end)
-check("9223372036854775807 - 1", 9223372036854775807, 1, function(a, b)
-  return {
-    try(function() return 9223372036854775807 - 1 end), try(function(p) return p - 1 end, a), try(function() return a - 1 end),
-    try(function(p, q) return 9223372036854775807 - q end, a, b), try(function() return 9223372036854775807 - b end), try(function(p, q) return p - q end, a, b),
-    try(function() return a - b end), try(function() return w(a) - w(b) end), try(function(p, q) return p - w(q) end, a, b),
-    try(function(p, q) return w(p) - q end, a, b)
-  }
-end)
-check("9223372036854775807 * 1", 9223372036854775807, 1, function(a, b)
-  return {
-    try(function() return 9223372036854775807 * 1 end), try(function(p) return p * 1 end, a), try(function() return a * 1 end),
-    try(function(p, q) return 9223372036854775807 * q end, a, b), try(function() return 9223372036854775807 * b end), try(function(p, q) return p * q end, a, b),
-    try(function() return a * b end), try(function() return w(a) * w(b) end), try(function(p, q) return p * w(q) end, a, b),
-    try(function(p, q) return w(p) * q end, a, b)
-  }
-end)
-check("9223372036854775807 / 1", 9223372036854775807, 1, function(a, b)
-  return {
-    try(function() return 9223372036854775807 / 1 end), try(function(p) return p / 1 end, a), try(function() return a / 1 end),
-    try(function(p, q) return 9223372036854775807 / q end, a, b), try(function() return 9223372036854775807 / b end), try(function(p, q) return p / q end, a, b),
-    try(function() return a / b end), try(function() return w(a) / w(b) end), try(function(p, q) return p / w(q) end, a, b),
-    try(function(p, q) return w(p) / q end, a, b)
-  }
-end)
-check("9223372036854775807 % 1", 9223372036854775807, 1, function(a, b)
-  return {
-    try(function() return 9223372036854775807 % 1 end), try(function(p) return p % 1 end, a), try(function() return a % 1 end),
-    try(function(p, q) return 9223372036854775807 % q end, a, b), try(function() return 9223372036854775807 % b end), try(function(p, q) return p % q end, a, b),
-    try(function() return a % b end), try(function() return w(a) % w(b) end), try(function(p, q) return p % w(q) end, a, b),
-    try(function(p, q) return w(p) % q end, a, b)
-  }
-end)
-check("9223372036854775807 < 1", 9223372036854775807, 1, function(a, b)
-  return {
-    try(function() return 9223372036854775807 < 1 end), try(function(p) return p < 1 end, a), try(function() return a < 1 end),
-    try(function(p, q) return 9223372036854775807 < q end, a, b), try(function() return 9223372036854775807 < b end), try(function(p, q) return p < q end, a, b),
-    try(function() return a < b end), try(function() return w(a) < w(b) end), try(function(p, q) return p < w(q) end, a, b),
-    try(function(p, q) return w(p) < q end, a, b)
-  }
-end)
-check("9223372036854775807 <= 1", 9223372036854775807, 1, function(a, b)
-  return {
-    try(function() return 9223372036854775807 <= 1 end), try(function(p) return p <= 1 end, a), try(function() return a <= 1 end),
-    try(function(p, q) return 9223372036854775807 <= q end, a, b), try(function() return 9223372036854775807 <= b end), try(function(p, q) return p <= q end, a, b),
-    try(function() return a <= b end), try(function() return w(a) <= w(b) end), try(function(p, q) return p <= w(q) end, a, b),
-    try(function(p, q) return w(p) <= q end, a, b)
-  }
-end)
-check("9223372036854775807 > 1", 9223372036854775807, 1, function(a, b)
-  return {
-    try(function() return 9223372036854775807 > 1 end), try(function(p) return p > 1 end, a), try(function() return a > 1 end),
-    try(function(p, q) return 9223372036854775807 > q end, a, b), try(function() return 9223372036854775807 > b end), try(function(p, q) return p > q end, a, b),
-    try(function() return a > b end), try(function() return w(a) > w(b) end), try(function(p, q) return p > w(q) end, a, b),
-    try(function(p, q) return w(p) > q end, a, b)
-  }
-end)
-check("9223372036854775807 >= 1", 9223372036854775807, 1, function(a, b)
-  return {
-    try(function() return 9223372036854775807 >= 1 end), try(function(p) return p >= 1 end, a), try(function() return a >= 1 end),
-    try(function(p, q) return 9223372036854775807 >= q end, a, b), try(function() return 9223372036854775807 >= b end), try(function(p, q) return p >= q end, a, b),
-    try(function() return a >= b end), try(function() return w(a) >= w(b) end), try(function(p, q) return p >= w(q) end, a, b),
-    try(function(p, q) return w(p) >= q end, a, b)
-  }
-end)
-check("9223372036854775807 == 1", 9223372036854775807, 1, function(a, b)
-  return {
-    try(function() return 9223372036854775807 == 1 end), try(function(p) return p == 1 end, a), try(function() return a == 1 end),
-    try(function(p, q) return 9223372036854775807 == q end, a, b), try(function() return 9223372036854775807 == b end), try(function(p, q) return p == q end, a, b),
-    try(function() return a == b end), try(function() return w(a) == w(b) end), try(function(p, q) return p == w(q) end, a, b),
-    try(function(p, q) return w(p) == q end, a, b)
-  }
-end)
-check("9223372036854775807 ~= 1", 9223372036854775807, 1, function(a, b)
-  return {
-    try(function() return 9223372036854775807 ~= 1 end), try(function(p) return p ~= 1 end, a), try(function() return a ~= 1 end),
-    try(function(p, q) return 9223372036854775807 ~= q end, a, b), try(function() return 9223372036854775807 ~= b end), try(function(p, q) return p ~= q end, a, b),
-    try(function() return a ~= b end), try(function() return w(a) ~= w(b) end), try(function(p, q) return p ~= w(q) end, a, b),
-    try(function(p, q) return w(p) ~= q end, a, b)
-  }
-end)
-check("4611686018427387904 + 3", 4611686018427387904, 3, function(a, b)
-  return {
-    try(function() return 4611686018427387904 + 3 end), try(function(p) return p + 3 end, a), try(function() return a + 3 end),
-    try(function(p, q) return 4611686018427387904 + q end, a, b), try(function() return 4611686018427387904 + b end), try(function(p, q) return p + q end, a, b),
-    try(function() return a + b end), try(function() return w(a) + w(b) end), try(function(p, q) return p + w(q) end, a, b),
-    try(function(p, q) return w(p) + q end, a, b)
-  }
-end)
-check("4611686018427387904 - 3", 4611686018427387904, 3, function(a, b)
-  return {
-    try(function() return 4611686018427387904 - 3 end), try(function(p) return p - 3 end, a), try(function() return a - 3 end),
-    try(function(p, q) return 4611686018427387904 - q end, a, b), try(function() return 4611686018427387904 - b end), try(function(p, q) return p - q end, a, b),
-    try(function() return a - b end), try(function() return w(a) - w(b) end), try(function(p, q) return p - w(q) end, a, b),
-    try(function(p, q) return w(p) - q end, a, b)
-  }
-end)
-check("4611686018427387904 * 3", 4611686018427387904, 3, function(a, b)
-  return {
-    try(function() return 4611686018427387904 * 3 end), try(function(p) return p * 3 end, a), try(function() return a * 3 end),
-    try(function(p, q) return 4611686018427387904 * q end, a, b), try(function() return 4611686018427387904 * b end), try(function(p, q) return p * q end, a, b),
-    try(function() return a * b end), try(function() return w(a) * w(b) end), try(function(p, q) return p * w(q) end, a, b),
-    try(function(p, q) return w(p) * q end, a, b)
-  }
-end)
-check("4611686018427387904 / 3", 4611686018427387904, 3, function(a, b)
-  return {
-    try(function() return 4611686018427387904 / 3 end), try(function(p) return p / 3 end, a), try(function() return a / 3 end),
-    try(function(p, q) return 4611686018427387904 / q end, a, b), try(function() return 4611686018427387904 / b end), try(function(p, q) return p / q end, a, b),
-    try(function() return a / b end), try(function() return w(a) / w(b) end), try(function(p, q) return p / w(q) end, a, b),
-    try(function(p, q) return w(p) / q end, a, b)
-  }
-end)
-check("4611686018427387904 % 3", 4611686018427387904, 3, function(a, b)
-  return {
-    try(function() return 4611686018427387904 % 3 end), try(function(p) return p % 3 end, a), try(function() return a % 3 end),
-    try(function(p, q) return 4611686018427387904 % q end, a, b), try(function() return 4611686018427387904 % b end), try(function(p, q) return p % q end, a, b),
-    try(function() return a % b end), try(function() return w(a) % w(b) end), try(function(p, q) return p % w(q) end, a, b),
-    try(function(p, q) return w(p) % q end, a, b)
-  }
-end)
-check("4611686018427387904 < 3", 4611686018427387904, 3, function(a, b)
-  return {
-    try(function() return 4611686018427387904 < 3 end), try(function(p) return p < 3 end, a), try(function() return a < 3 end),
-    try(function(p, q) return 4611686018427387904 < q end, a, b), try(function() return 4611686018427387904 < b end), try(function(p, q) return p < q end, a, b),
-    try(function() return a < b end), try(function() return w(a) < w(b) end), try(function(p, q) return p < w(q) end, a, b),
-    try(function(p, q) return w(p) < q end, a, b)
-  }
-end)
-check("4611686018427387904 <= 3", 4611686018427387904, 3, function(a, b)
-  return {
-    try(function() return 4611686018427387904 <= 3 end), try(function(p) return p <= 3 end, a), try(function() return a <= 3 end),
-    try(function(p, q) return 4611686018427387904 <= q end, a, b), try(function() return 4611686018427387904 <= b end), try(function(p, q) return p <= q end, a, b),
-    try(function() return a <= b end), try(function() return w(a) <= w(b) end), try(function(p, q) return p <= w(q) end, a, b),
-    try(function(p, q) return w(p) <= q end, a, b)
-  }
-end)
-check("4611686018427387904 > 3", 4611686018427387904, 3, function(a, b)
-  return {
-    try(function() return 4611686018427387904 > 3 end), try(function(p) return p > 3 end, a), try(function() return a > 3 end),
-    try(function(p, q) return 4611686018427387904 > q end, a, b), try(function() return 4611686018427387904 > b end), try(function(p, q) return p > q end, a, b),
-    try(function() return a > b end), try(function() return w(a) > w(b) end), try(function(p, q) return p > w(q) end, a, b),
-    try(function(p, q) return w(p) > q end, a, b)
-  }
-end)
-check("4611686018427387904 >= 3", 4611686018427387904, 3, function(a, b)
-  return {
-    try(function() return 4611686018427387904 >= 3 end), try(function(p) return p >= 3 end, a), try(function() return a >= 3 end),
-    try(function(p, q) return 4611686018427387904 >= q end, a, b), try(function() return 4611686018427387904 >= b end), try(function(p, q) return p >= q end, a, b),
-    try(function() return a >= b end), try(function() return w(a) >= w(b) end), try(function(p, q) return p >= w(q) end, a, b),
-    try(function(p, q) return w(p) >= q end, a, b)
-  }
-end)
-check("4611686018427387904 == 3", 4611686018427387904, 3, function(a, b)
-  return {
-    try(function() return 4611686018427387904 == 3 end), try(function(p) return p == 3 end, a), try(function() return a == 3 end),
-    try(function(p, q) return 4611686018427387904 == q end, a, b), try(function() return 4611686018427387904 == b end), try(function(p, q) return p == q end, a, b),
-    try(function() return a == b end), try(function() return w(a) == w(b) end), try(function(p, q) return p == w(q) end, a, b),
-    try(function(p, q) return w(p) == q end, a, b)
-  }
-end)
-check("4611686018427387904 ~= 3", 4611686018427387904, 3, function(a, b)
-  return {
-    try(function() return 4611686018427387904 ~= 3 end), try(function(p) return p ~= 3 end, a), try(function() return a ~= 3 end),
-    try(function(p, q) return 4611686018427387904 ~= q end, a, b), try(function() return 4611686018427387904 ~= b end), try(function(p, q) return p ~= q end, a, b),
-    try(function() return a ~= b end), try(function() return w(a) ~= w(b) end), try(function(p, q) return p ~= w(q) end, a, b),
-    try(function(p, q) return w(p) ~= q end, a, b)
-  }
-end)
-check("0.30000000000000004 + 0.3", 0.30000000000000004, 0.3, function(a, b)
-  return {
-    try(function() return 0.30000000000000004 + 0.3 end), try(function(p) return p + 0.3 end, a), try(function() return a + 0.3 end),
-    try(function(p, q) return 0.30000000000000004 + q end, a, b), try(function() return 0.30000000000000004 + b end), try(function(p, q) return p + q end, a, b),
-    try(function() return a + b end), try(function() return w(a) + w(b) end), try(function(p, q) return p + w(q) end, a, b),
-    try(function(p, q) return w(p) + q end, a, b)
-  }
-end)
-check("0.30000000000000004 - 0.3", 0.30000000000000004, 0.3, function(a, b)
-  return {
-    try(function() return 0.30000000000000004 - 0.3 end), try(function(p) return p - 0.3 end, a), try(function() return a - 0.3 end),
-    try(function(p, q) return 0.30000000000000004 - q end, a, b), try(function() return 0.30000000000000004 - b end), try(function(p, q) return p - q end, a, b),
-    try(function() return a - b end), try(function() return w(a) - w(b) end), try(function(p, q) return p - w(q) end, a, b),
-    try(function(p, q) return w(p) - q end, a, b)
-  }
-end)
-check("0.30000000000000004 * 0.3", 0.30000000000000004, 0.3, function(a, b)
-  return {
-    try(function() return 0.30000000000000004 * 0.3 end), try(function(p) return p * 0.3 end, a), try(function() return a * 0.3 end),
-    try(function(p, q) return 0.30000000000000004 * q end, a, b), try(function() return 0.30000000000000004 * b end), try(function(p, q) return p * q end, a, b),
-    try(function() return a * b end), try(function() return w(a) * w(b) end), try(function(p, q) return p * w(q) end, a, b),
-    try(function(p, q) return w(p) * q end, a, b)
-  }
-end)
-check("0.30000000000000004 / 0.3", 0.30000000000000004, 0.3, function(a, b)
-  return {
-    try(function() return 0.30000000000000004 / 0.3 end), try(function(p) return p / 0.3 end, a), try(function() return a / 0.3 end),
-    try(function(p, q) return 0.30000000000000004 / q end, a, b), try(function() return 0.30000000000000004 / b end), try(function(p, q) return p / q end, a, b),
-    try(function() return a / b end), try(function() return w(a) / w(b) end), try(function(p, q) return p / w(q) end, a, b),
-    try(function(p, q) return w(p) / q end, a, b)
-  }
-end)
-check("0.30000000000000004 % 0.3", 0.30000000000000004, 0.3, function(a, b)
-  return {
-    try(function() return 0.30000000000000004 % 0.3 end), try(function(p) return p % 0.3 end, a), try(function() return a % 0.3 end),
-    try(function(p, q) return 0.30000000000000004 % q end, a, b), try(function() return 0.30000000000000004 % b end), try(function(p, q) return p % q end, a, b),
-    try(function() return a % b end), try(function() return w(a) % w(b) end), try(function(p, q) return p % w(q) end, a, b),
-    try(function(p, q) return w(p) % q end, a, b)
-  }
-end)
-check("0.30000000000000004 < 0.3", 0.30000000000000004, 0.3, function(a, b)
-  return {
-    try(function() return 0.30000000000000004 < 0.3 end), try(function(p) return p < 0.3 end, a), try(function() return a < 0.3 end),
-    try(function(p, q) return 0.30000000000000004 < q end, a, b), try(function() return 0.30000000000000004 < b end), try(function(p, q) return p < q end, a, b),
-    try(function() return a < b end), try(function() return w(a) < w(b) end), try(function(p, q) return p < w(q) end, a, b),
-    try(function(p, q) return w(p) < q end, a, b)
-  }
-end)
-check("0.30000000000000004 <= 0.3", 0.30000000000000004, 0.3, function(a, b)
-  return {
-    try(function() return 0.30000000000000004 <= 0.3 end), try(function(p) return p <= 0.3 end, a), try(function() return a <= 0.3 end),
-    try(function(p, q) return 0.30000000000000004 <= q end, a, b), try(function() return 0.30000000000000004 <= b end), try(function(p, q) return p <= q end, a, b),
-    try(function() return a <= b end), try(function() return w(a) <= w(b) end), try(function(p, q) return p <= w(q) end, a, b),
-    try(function(p, q) return w(p) <= q end, a, b)
-  }
-end)
-check("0.30000000000000004 > 0.3", 0.30000000000000004, 0.3, function(a, b)
-  return {
-    try(function() return 0.30000000000000004 > 0.3 end), try(function(p) return p > 0.3 end, a), try(function() return a > 0.3 end),
-    try(function(p, q) return 0.30000000000000004 > q end, a, b), try(function() return 0.30000000000000004 > b end), try(function(p, q) return p > q end, a, b),
-    try(function() return a > b end), try(function() return w(a) > w(b) end), try(function(p, q) return p > w(q) end, a, b),
-    try(function(p, q) return w(p) > q end, a, b)
-  }
-end)
-check("0.30000000000000004 >= 0.3", 0.30000000000000004, 0.3, function(a, b)
-  return {
-    try(function() return 0.30000000000000004 >= 0.3 end), try(function(p) return p >= 0.3 end, a), try(function() return a >= 0.3 end),
-    try(function(p, q) return 0.30000000000000004 >= q end, a, b), try(function() return 0.30000000000000004 >= b end), try(function(p, q) return p >= q end, a, b),
-    try(function() return a >= b end), try(function() return w(a) >= w(b) end), try(function(p, q) return p >= w(q) end, a, b),
-    try(function(p, q) return w(p) >= q end, a, b)
-  }
-end)
-check("0.30000000000000004 == 0.3", 0.30000000000000004, 0.3, function(a, b)
-  return {
-    try(function() return 0.30000000000000004 == 0.3 end), try(function(p) return p == 0.3 end, a), try(function() return a == 0.3 end),
-    try(function(p, q) return 0.30000000000000004 == q end, a, b), try(function() return 0.30000000000000004 == b end), try(function(p, q) return p == q end, a, b),
-    try(function() return a == b end), try(function() return w(a) == w(b) end), try(function(p, q) return p == w(q) end, a, b),
-    try(function(p, q) return w(p) == q end, a, b)
-  }
-end)
-check("0.30000000000000004 ~= 0.3", 0.30000000000000004, 0.3, function(a, b)
-  return {
-    try(function() return 0.30000000000000004 ~= 0.3 end), try(function(p) return p ~= 0.3 end, a), try(function() return a ~= 0.3 end),
-    try(function(p, q) return 0.30000000000000004 ~= q end, a, b), try(function() return 0.30000000000000004 ~= b end), try(function(p, q) return p ~= q end, a, b),
-    try(function() return a ~= b end), try(function() return w(a) ~= w(b) end), try(function(p, q) return p ~= w(q) end, a, b),
-    try(function(p, q) return w(p) ~= q end, a, b)
-  }
-end)
-check("3 + 3.0000000000000004", 3, 3.0000000000000004, function(a, b)
-  return {
-    try(function() return 3 + 3.0000000000000004 end), try(function(p) return p + 3.0000000000000004 end, a), try(function() return a + 3.0000000000000004 end),
-    try(function(p, q) return 3 + q end, a, b), try(function() return 3 + b end), try(function(p, q) return p + q end, a, b),
-    try(function() return a + b end), try(function() return w(a) + w(b) end), try(function(p, q) return p + w(q) end, a, b),
-    try(function(p, q) return w(p) + q end, a, b)
-  }
-end)
-check("3 - 3.0000000000000004", 3, 3.0000000000000004, function(a, b)
-  return {
-    try(function() return 3 - 3.0000000000000004 end), try(function(p) return p - 3.0000000000000004 end, a), try(function() return a - 3.0000000000000004 end),
-    try(function(p, q) return 3 - q end, a, b), try(function() return 3 - b end), try(function(p, q) return p - q end, a, b),
-    try(function() return a - b end), try(function() return w(a) - w(b) end), try(function(p, q) return p - w(q) end, a, b),
-    try(function(p, q) return w(p) - q end, a, b)
-  }
-end)
-check("3 * 3.0000000000000004", 3, 3.0000000000000004, function(a, b)
-  return {
-    try(function() return 3 * 3.0000000000000004 end), try(function(p) return p * 3.0000000000000004 end, a), try(function() return a * 3.0000000000000004 end),
-    try(function(p, q) return 3 * q end, a, b), try(function() return 3 * b end), try(function(p, q) return p * q end, a, b),
-    try(function() return a * b end), try(function() return w(a) * w(b) end), try(function(p, q) return p * w(q) end, a, b),
-    try(function(p, q) return w(p) * q end, a, b)
-  }
-end)
-check("3 / 3.0000000000000004", 3, 3.0000000000000004, function(a, b)
-  return {
-    try(function() return 3 / 3.0000000000000004 end), try(function(p) return p / 3.0000000000000004 end, a), try(function() return a / 3.0000000000000004 end),
-    try(function(p, q) return 3 / q end, a, b), try(function() return 3 / b end), try(function(p, q) return p / q end, a, b),
-    try(function() return a / b end), try(function() return w(a) / w(b) end), try(function(p, q) return p / w(q) end, a, b),
-    try(function(p, q) return w(p) / q end, a, b)
-  }
-end)
-check("3 % 3.0000000000000004", 3, 3.0000000000000004, function(a, b)
-  return {
-    try(function() return 3 % 3.0000000000000004 end), try(function(p) return p % 3.0000000000000004 end, a), try(function() return a % 3.0000000000000004 end),
-    try(function(p, q) return 3 % q end, a, b), try(function() return 3 % b end), try(function(p, q) return p % q end, a, b),
-    try(function() return a % b end), try(function() return w(a) % w(b) end), try(function(p, q) return p % w(q) end, a, b),
-    try(function(p, q) return w(p) % q end, a, b)
-  }
-end)
-check("3 < 3.0000000000000004", 3, 3.0000000000000004, function(a, b)
-  return {
-    try(function() return 3 < 3.0000000000000004 end), try(function(p) return p < 3.0000000000000004 end, a), try(function() return a < 3.0000000000000004 end),
-    try(function(p, q) return 3 < q end, a, b), try(function() return 3 < b end), try(function(p, q) return p < q end, a, b),
-    try(function() return a < b end), try(function() return w(a) < w(b) end), try(function(p, q) return p < w(q) end, a, b),
-    try(function(p, q) return w(p) < q end, a, b)
-  }
-end)
-check("3 <= 3.0000000000000004", 3, 3.0000000000000004, function(a, b)
-  return {
-    try(function() return 3 <= 3.0000000000000004 end), try(function(p) return p <= 3.0000000000000004 end, a), try(function() return a <= 3.0000000000000004 end),
-    try(function(p, q) return 3 <= q end, a, b), try(function() return 3 <= b end), try(function(p, q) return p <= q end, a, b),
-    try(function() return a <= b end), try(function() return w(a) <= w(b) end), try(function(p, q) return p <= w(q) end, a, b),
-    try(function(p, q) return w(p) <= q end, a, b)
-  }
-end)
-check("3 > 3.0000000000000004", 3, 3.0000000000000004, function(a, b)
-  return {
-    try(function() return 3 > 3.0000000000000004 end), try(function(p) return p > 3.0000000000000004 end, a), try(function() return a > 3.0000000000000004 end),
-    try(function(p, q) return 3 > q end, a, b), try(function() return 3 > b end), try(function(p, q) return p > q end, a, b),
-    try(function() return a > b end), try(function() return w(a) > w(b) end), try(function(p, q) return p > w(q) end, a, b),
-    try(function(p, q) return w(p) > q end, a, b)
-  }
-end)
-check("3 >= 3.0000000000000004", 3, 3.0000000000000004, function(a, b)
-  return {
-    try(function() return 3 >= 3.0000000000000004 end), try(function(p) return p >= 3.0000000000000004 end, a), try(function() return a >= 3.0000000000000004 end),
-    try(function(p, q) return 3 >= q end, a, b), try(function() return 3 >= b end), try(function(p, q) return p >= q end, a, b),
-    try(function() return a >= b end), try(function() return w(a) >= w(b) end), try(function(p, q) return p >= w(q) end, a, b),
-    try(function(p, q) return w(p) >= q end, a, b)
-  }
-end)
-check("3 == 3.0000000000000004", 3, 3.0000000000000004, function(a, b)
-  return {
-    try(function() return 3 == 3.0000000000000004 end), try(function(p) return p == 3.0000000000000004 end, a), try(function() return a == 3.0000000000000004 end),
-    try(function(p, q) return 3 == q end, a, b), try(function() return 3 == b end), try(function(p, q) return p == q end, a, b),
-    try(function() return a == b end), try(function() return w(a) == w(b) end), try(function(p, q) return p == w(q) end, a, b),
-    try(function(p, q) return w(p) == q end, a, b)
-  }
-end)
-check("3 ~= 3.0000000000000004", 3, 3.0000000000000004, function(a, b)
-  return {
-    try(function() return 3 ~= 3.0000000000000004 end), try(function(p) return p ~= 3.0000000000000004 end, a), try(function() return a ~= 3.0000000000000004 end),
-    try(function(p, q) return 3 ~= q end, a, b), try(function() return 3 ~= b end), try(function(p, q) return p ~= q end, a, b),
-    try(function() return a ~= b end), try(function() return w(a) ~= w(b) end), try(function(p, q) return p ~= w(q) end, a, b),
-    try(function(p, q) return w(p) ~= q end, a, b)
-  }
-end)
-check("'a' + 1", "a", 1, function(a, b)
-  return {
-    try(function() return "a" + 1 end), try(function(p) return p + 1 end, a), try(function() return a + 1 end),
-    try(function(p, q) return "a" + q end, a, b), try(function() return "a" + b end), try(function(p, q) return p + q end, a, b),
-    try(function() return a + b end), try(function() return w(a) + w(b) end), try(function(p, q) return p + w(q) end, a, b),
-    try(function(p, q) return w(p) + q end, a, b)
-  }
-end)
-check("'a' - 1", "a", 1, function(a, b)
-  return {
-    try(function() return "a" - 1 end), try(function(p) return p - 1 end, a), try(function() return a - 1 end),
-    try(function(p, q) return "a" - q end, a, b), try(function() return "a" - b end), try(function(p, q) return p - q end, a, b),
-    try(function() return a - b end), try(function() return w(a) - w(b) end), try(function(p, q) return p - w(q) end, a, b),
-    try(function(p, q) return w(p) - q end, a, b)
-  }
-end)
-check("'a' * 1", "a", 1, function(a, b)
-  return {
-    try(function() return "a" * 1 end), try(function(p) return p * 1 end, a), try(function() return a * 1 end),
-    try(function(p, q) return "a" * q end, a, b), try(function() return "a" * b end), try(function(p, q) return p * q end, a, b),
-    try(function() return a * b end), try(function() return w(a) * w(b) end), try(function(p, q) return p * w(q) end, a, b),
-    try(function(p, q) return w(p) * q end, a, b)
-  }
-end)
-check("'a' / 1", "a", 1, function(a, b)
-  return {
-    try(function() return "a" / 1 end), try(function(p) return p / 1 end, a), try(function() return a / 1 end),
-    try(function(p, q) return "a" / q end, a, b), try(function() return "a" / b end), try(function(p, q) return p / q end, a, b),
-    try(function() return a / b end), try(function() return w(a) / w(b) end), try(function(p, q) return p / w(q) end, a, b),
-    try(function(p, q) return w(p) / q end, a, b)
-  }
-end)
-check("'a' % 1", "a", 1, function(a, b)
-  return {
-    try(function() return "a" % 1 end), try(function(p) return p % 1 end, a), try(function() return a % 1 end),
-    try(function(p, q) return "a" % q end, a, b), try(function() return "a" % b end), try(function(p, q) return p % q end, a, b),
-    try(function() return a % b end), try(function() return w(a) % w(b) end), try(function(p, q) return p % w(q) end, a, b),
-    try(function(p, q) return w(p) % q end, a, b)
-  }
-end)
-check("'a' < 1", "a", 1, function(a, b)
-  return {
-    try(function() return "a" < 1 end), try(function(p) return p < 1 end, a), try(function() return a < 1 end),
-    try(function(p, q) return "a" < q end, a, b), try(function() return "a" < b end), try(function(p, q) return p < q end, a, b),
-    try(function() return a < b end), try(function() return w(a) < w(b) end), try(function(p, q) return p < w(q) end, a, b),
-    try(function(p, q) return w(p) < q end, a, b)
-  }
-end)
-check("'a' <= 1", "a", 1, function(a, b)
-  return {
-    try(function() return "a" <= 1 end), try(function(p) return p <= 1 end, a), try(function() return a <= 1 end),
-    try(function(p, q) return "a" <= q end, a, b), try(function() return "a" <= b end), try(function(p, q) return p <= q end, a, b),
-    try(function() return a <= b end), try(function() return w(a) <= w(b) end), try(function(p, q) return p <= w(q) end, a, b),
-    try(function(p, q) return w(p) <= q end, a, b)
-  }
-end)
-check("'a' > 1", "a", 1, function(a, b)
-  return {
-    try(function() return "a" > 1 end), try(function(p) return p > 1 end, a), try(function() return a > 1 end),
-    try(function(p, q) return "a" > q end, a, b), try(function() return "a" > b end), try(function(p, q) return p > q end, a, b),
-    try(function() return a > b end), try(function() return w(a) > w(b) end), try(function(p, q) return p > w(q) end, a, b),
-    try(function(p, q) return w(p) > q end, a, b)
-  }
-end)
-check("'a' >= 1", "a", 1, function(a, b)
-  return {
-    try(function() return "a" >= 1 end), try(function(p) return p >= 1 end, a), try(function() return a >= 1 end),
-    try(function(p, q) return "a" >= q end, a, b), try(function() return "a" >= b end), try(function(p, q) return p >= q end, a, b),
-    try(function() return a >= b end), try(function() return w(a) >= w(b) end), try(function(p, q) return p >= w(q) end, a, b),
-    try(function(p, q) return w(p) >= q end, a, b)
-  }
-end)
-check("'a' == 1", "a", 1, function(a, b)
-  return {
-    try(function() return "a" == 1 end), try(function(p) return p == 1 end, a), try(function() return a == 1 end),
-    try(function(p, q) return "a" == q end, a, b), try(function() return "a" == b end), try(function(p, q) return p == q end, a, b),
-    try(function() return a == b end), try(function() return w(a) == w(b) end), try(function(p, q) return p == w(q) end, a, b),
-    try(function(p, q) return w(p) == q end, a, b)
-  }
-end)
-check("'a' ~= 1", "a", 1, function(a, b)
-  return {
-    try(function() return "a" ~= 1 end), try(function(p) return p ~= 1 end, a), try(function() return a ~= 1 end),
-    try(function(p, q) return "a" ~= q end, a, b), try(function() return "a" ~= b end), try(function(p, q) return p ~= q end, a, b),
-    try(function() return a ~= b end), try(function() return w(a) ~= w(b) end), try(function(p, q) return p ~= w(q) end, a, b),
-    try(function(p, q) return w(p) ~= q end, a, b)
-  }
-end)
-check("t + 1", t, 1, function(a, b)
-  return {
-    try(function(p) return p + 1 end, a), try(function() return a + 1 end), try(function(p, q) return p + q end, a, b),
-    try(function() return a + b end), try(function() return w(a) + w(b) end), try(function(p, q) return p + w(q) end, a, b),
-    try(function(p, q) return w(p) + q end, a, b)
-  }
-end)
-check("t - 1", t, 1, function(a, b)
-  return {
-    try(function(p) return p - 1 end, a), try(function() return a - 1 end), try(function(p, q) return p - q end, a, b),
-    try(function() return a - b end), try(function() return w(a) - w(b) end), try(function(p, q) return p - w(q) end, a, b),
-    try(function(p, q) return w(p) - q end, a, b)
-  }
-end)
-check("t * 1", t, 1, function(a, b)
-  return {
-    try(function(p) return p * 1 end, a), try(function() return a * 1 end), try(function(p, q) return p * q end, a, b),
-    try(function() return a * b end), try(function() return w(a) * w(b) end), try(function(p, q) return p * w(q) end, a, b),
-    try(function(p, q) return w(p) * q end, a, b)
-  }
-end)
-check("t / 1", t, 1, function(a, b)
-  return {
-    try(function(p) return p / 1 end, a), try(function() return a / 1 end), try(function(p, q) return p / q end, a, b),
-    try(function() return a / b end), try(function() return w(a) / w(b) end), try(function(p, q) return p / w(q) end, a, b),
-    try(function(p, q) return w(p) / q end, a, b)
-  }
-end)
-check("t % 1", t, 1, function(a, b)
-  return {
-    try(function(p) return p % 1 end, a), try(function() return a % 1 end), try(function(p, q) return p % q end, a, b),
-    try(function() return a % b end), try(function() return w(a) % w(b) end), try(function(p, q) return p % w(q) end, a, b),
-    try(function(p, q) return w(p) % q end, a, b)
-  }
-end)
-check("t < 1", t, 1, function(a, b)
-  return {
-    try(function(p) return p < 1 end, a), try(function() return a < 1 end), try(function(p, q) return p < q end, a, b),
-    try(function() return a < b end), try(function() return w(a) < w(b) end), try(function(p, q) return p < w(q) end, a, b),
-    try(function(p, q) return w(p) < q end, a, b)
-  }
-end)
-check("t <= 1", t, 1, function(a, b)
-  return {
-    try(function(p) return p <= 1 end, a), try(function() return a <= 1 end), try(function(p, q) return p <= q end, a, b),
-    try(function() return a <= b end), try(function() return w(a) <= w(b) end), try(function(p, q) return p <= w(q) end, a, b),
-    try(function(p, q) return w(p) <= q end, a, b)
-  }
-end)
-check("t > 1", t, 1, function(a, b)
-  return {
-    try(function(p) return p > 1 end, a), try(function() return a > 1 end), try(function(p, q) return p > q end, a, b),
-    try(function() return a > b end), try(function() return w(a) > w(b) end), try(function(p, q) return p > w(q) end, a, b),
-    try(function(p, q) return w(p) > q end, a, b)
-  }
-end)
-check("t >= 1", t, 1, function(a, b)
-  return {
-    try(function(p) return p >= 1 end, a), try(function() return a >= 1 end), try(function(p, q) return p >= q end, a, b),
-    try(function() return a >= b end), try(function() return w(a) >= w(b) end), try(function(p, q) return p >= w(q) end, a, b),
-    try(function(p, q) return w(p) >= q end, a, b)
-  }
-end)
-check("t == 1", t, 1, function(a, b)
-  return {
-    try(function(p) return p == 1 end, a), try(function() return a == 1 end), try(function(p, q) return p == q end, a, b),
-    try(function() return a == b end), try(function() return w(a) == w(b) end), try(function(p, q) return p == w(q) end, a, b),
-    try(function(p, q) return w(p) == q end, a, b)
-  }
-end)
-check("t ~= 1", t, 1, function(a, b)
-  return {
-    try(function(p) return p ~= 1 end, a), try(function() return a ~= 1 end), try(function(p, q) return p ~= q end, a, b),
-    try(function() return a ~= b end), try(function() return w(a) ~= w(b) end), try(function(p, q) return p ~= w(q) end, a, b),
-    try(function(p, q) return w(p) ~= q end, a, b)
-  }
-end)
+-- Operands held in locals, in enclosing functions' locals, and produced by calls.
+local shapes = {
+  {"+", function(a, b) return a + b end, function(a, b) local function f() return a + b end return f() end, function(a, b) return w(a) + w(b) end, function(a, b) return a + w(b) end, function(a, b) return w(a) + b end},
+  {"-", function(a, b) return a - b end, function(a, b) local function f() return a - b end return f() end, function(a, b) return w(a) - w(b) end, function(a, b) return a - w(b) end, function(a, b) return w(a) - b end},
+  {"*", function(a, b) return a * b end, function(a, b) local function f() return a * b end return f() end, function(a, b) return w(a) * w(b) end, function(a, b) return a * w(b) end, function(a, b) return w(a) * b end},
+  {"/", function(a, b) return a / b end, function(a, b) local function f() return a / b end return f() end, function(a, b) return w(a) / w(b) end, function(a, b) return a / w(b) end, function(a, b) return w(a) / b end},
+  {"%", function(a, b) return a % b end, function(a, b) local function f() return a % b end return f() end, function(a, b) return w(a) % w(b) end, function(a, b) return a % w(b) end, function(a, b) return w(a) % b end},
+  {"<", function(a, b) return a < b end, function(a, b) local function f() return a < b end return f() end, function(a, b) return w(a) < w(b) end, function(a, b) return a < w(b) end, function(a, b) return w(a) < b end},
+  {"<=", function(a, b) return a <= b end, function(a, b) local function f() return a <= b end return f() end, function(a, b) return w(a) <= w(b) end, function(a, b) return a <= w(b) end, function(a, b) return w(a) <= b end},
+  {">", function(a, b) return a > b end, function(a, b) local function f() return a > b end return f() end, function(a, b) return w(a) > w(b) end, function(a, b) return a > w(b) end, function(a, b) return w(a) > b end},
+  {">=", function(a, b) return a >= b end, function(a, b) local function f() return a >= b end return f() end, function(a, b) return w(a) >= w(b) end, function(a, b) return a >= w(b) end, function(a, b) return w(a) >= b end},
+  {"==", function(a, b) return a == b end, function(a, b) local function f() return a == b end return f() end, function(a, b) return w(a) == w(b) end, function(a, b) return a == w(b) end, function(a, b) return w(a) == b end},
+  {"~=", function(a, b) return a ~= b end, function(a, b) local function f() return a ~= b end return f() end, function(a, b) return w(a) ~= w(b) end, function(a, b) return a ~= w(b) end, function(a, b) return w(a) ~= b end}
+}
+local t = {}
+local values = {{7, 3}, {-7, 3}, {7, 0}, {2.5, 2}, {5, 0.0000000000000002}, {9223372036854775807, 1},
+  {4611686018427387904, 3}, {0.30000000000000004, 0.3}, {3, 3.0000000000000004}, {"a", 1}, {t, 1}, {1, nil}}
+for _, pair in ipairs(values) do
+  for _, shape in ipairs(shapes) do
+    local forms = {}
+    for i = 2, #shape do
+      forms[#forms + 1] = shape[i]
+    end
+    compare(type(pair[1]) .. " " .. tostring(pair[1] == t and "t" or pair[1]) .. " " .. shape[1] .. " " .. tostring(pair[2]),
+      pair[1], pair[2], forms)
+  end
+end
+
+-- Literal operands, against the same values in locals.
+local literals = {
+  {"7 + 3", 7, 3, function(a, b) return a + b end, function() return 7 + 3 end, function(a) return a + 3 end, function(a, b) return 7 + b end, function(a, b) return 7 + w(b) end},
+  {"7 - 3", 7, 3, function(a, b) return a - b end, function() return 7 - 3 end, function(a) return a - 3 end, function(a, b) return 7 - b end, function(a, b) return 7 - w(b) end},
+  {"7 * 3", 7, 3, function(a, b) return a * b end, function() return 7 * 3 end, function(a) return a * 3 end, function(a, b) return 7 * b end, function(a, b) return 7 * w(b) end},
+  {"7 / 3", 7, 3, function(a, b) return a / b end, function() return 7 / 3 end, function(a) return a / 3 end, function(a, b) return 7 / b end, function(a, b) return 7 / w(b) end},
+  {"7 % 3", 7, 3, function(a, b) return a % b end, function() return 7 % 3 end, function(a) return a % 3 end, function(a, b) return 7 % b end, function(a, b) return 7 % w(b) end},
+  {"7 < 3", 7, 3, function(a, b) return a < b end, function() return 7 < 3 end, function(a) return a < 3 end, function(a, b) return 7 < b end, function(a, b) return 7 < w(b) end},
+  {"7 <= 3", 7, 3, function(a, b) return a <= b end, function() return 7 <= 3 end, function(a) return a <= 3 end, function(a, b) return 7 <= b end, function(a, b) return 7 <= w(b) end},
+  {"7 > 3", 7, 3, function(a, b) return a > b end, function() return 7 > 3 end, function(a) return a > 3 end, function(a, b) return 7 > b end, function(a, b) return 7 > w(b) end},
+  {"7 >= 3", 7, 3, function(a, b) return a >= b end, function() return 7 >= 3 end, function(a) return a >= 3 end, function(a, b) return 7 >= b end, function(a, b) return 7 >= w(b) end},
+  {"7 == 3", 7, 3, function(a, b) return a == b end, function() return 7 == 3 end, function(a) return a == 3 end, function(a, b) return 7 == b end, function(a, b) return 7 == w(b) end},
+  {"7 ~= 3", 7, 3, function(a, b) return a ~= b end, function() return 7 ~= 3 end, function(a) return a ~= 3 end, function(a, b) return 7 ~= b end, function(a, b) return 7 ~= w(b) end},
+  {"7 + 0", 7, 0, function(a, b) return a + b end, function() return 7 + 0 end, function(a) return a + 0 end, function(a, b) return 7 + b end, function(a, b) return 7 + w(b) end},
+  {"7 - 0", 7, 0, function(a, b) return a - b end, function() return 7 - 0 end, function(a) return a - 0 end, function(a, b) return 7 - b end, function(a, b) return 7 - w(b) end},
+  {"7 * 0", 7, 0, function(a, b) return a * b end, function() return 7 * 0 end, function(a) return a * 0 end, function(a, b) return 7 * b end, function(a, b) return 7 * w(b) end},
+  {"7 / 0", 7, 0, function(a, b) return a / b end, function() return 7 / 0 end, function(a) return a / 0 end, function(a, b) return 7 / b end, function(a, b) return 7 / w(b) end},
+  {"7 % 0", 7, 0, function(a, b) return a % b end, function() return 7 % 0 end, function(a) return a % 0 end, function(a, b) return 7 % b end, function(a, b) return 7 % w(b) end},
+  {"7 < 0", 7, 0, function(a, b) return a < b end, function() return 7 < 0 end, function(a) return a < 0 end, function(a, b) return 7 < b end, function(a, b) return 7 < w(b) end},
+  {"7 <= 0", 7, 0, function(a, b) return a <= b end, function() return 7 <= 0 end, function(a) return a <= 0 end, function(a, b) return 7 <= b end, function(a, b) return 7 <= w(b) end},
+  {"7 > 0", 7, 0, function(a, b) return a > b end, function() return 7 > 0 end, function(a) return a > 0 end, function(a, b) return 7 > b end, function(a, b) return 7 > w(b) end},
+  {"7 >= 0", 7, 0, function(a, b) return a >= b end, function() return 7 >= 0 end, function(a) return a >= 0 end, function(a, b) return 7 >= b end, function(a, b) return 7 >= w(b) end},
+  {"7 == 0", 7, 0, function(a, b) return a == b end, function() return 7 == 0 end, function(a) return a == 0 end, function(a, b) return 7 == b end, function(a, b) return 7 == w(b) end},
+  {"7 ~= 0", 7, 0, function(a, b) return a ~= b end, function() return 7 ~= 0 end, function(a) return a ~= 0 end, function(a, b) return 7 ~= b end, function(a, b) return 7 ~= w(b) end},
+  {"2.5 + 0.0000000000000002", 2.5, 0.0000000000000002, function(a, b) return a + b end, function() return 2.5 + 0.0000000000000002 end, function(a) return a + 0.0000000000000002 end, function(a, b) return 2.5 + b end, function(a, b) return 2.5 + w(b) end},
+  {"2.5 - 0.0000000000000002", 2.5, 0.0000000000000002, function(a, b) return a - b end, function() return 2.5 - 0.0000000000000002 end, function(a) return a - 0.0000000000000002 end, function(a, b) return 2.5 - b end, function(a, b) return 2.5 - w(b) end},
+  {"2.5 * 0.0000000000000002", 2.5, 0.0000000000000002, function(a, b) return a * b end, function() return 2.5 * 0.0000000000000002 end, function(a) return a * 0.0000000000000002 end, function(a, b) return 2.5 * b end, function(a, b) return 2.5 * w(b) end},
+  {"2.5 / 0.0000000000000002", 2.5, 0.0000000000000002, function(a, b) return a / b end, function() return 2.5 / 0.0000000000000002 end, function(a) return a / 0.0000000000000002 end, function(a, b) return 2.5 / b end, function(a, b) return 2.5 / w(b) end},
+  {"2.5 % 0.0000000000000002", 2.5, 0.0000000000000002, function(a, b) return a % b end, function() return 2.5 % 0.0000000000000002 end, function(a) return a % 0.0000000000000002 end, function(a, b) return 2.5 % b end, function(a, b) return 2.5 % w(b) end},
+  {"2.5 < 0.0000000000000002", 2.5, 0.0000000000000002, function(a, b) return a < b end, function() return 2.5 < 0.0000000000000002 end, function(a) return a < 0.0000000000000002 end, function(a, b) return 2.5 < b end, function(a, b) return 2.5 < w(b) end},
+  {"2.5 <= 0.0000000000000002", 2.5, 0.0000000000000002, function(a, b) return a <= b end, function() return 2.5 <= 0.0000000000000002 end, function(a) return a <= 0.0000000000000002 end, function(a, b) return 2.5 <= b end, function(a, b) return 2.5 <= w(b) end},
+  {"2.5 > 0.0000000000000002", 2.5, 0.0000000000000002, function(a, b) return a > b end, function() return 2.5 > 0.0000000000000002 end, function(a) return a > 0.0000000000000002 end, function(a, b) return 2.5 > b end, function(a, b) return 2.5 > w(b) end},
+  {"2.5 >= 0.0000000000000002", 2.5, 0.0000000000000002, function(a, b) return a >= b end, function() return 2.5 >= 0.0000000000000002 end, function(a) return a >= 0.0000000000000002 end, function(a, b) return 2.5 >= b end, function(a, b) return 2.5 >= w(b) end},
+  {"2.5 == 0.0000000000000002", 2.5, 0.0000000000000002, function(a, b) return a == b end, function() return 2.5 == 0.0000000000000002 end, function(a) return a == 0.0000000000000002 end, function(a, b) return 2.5 == b end, function(a, b) return 2.5 == w(b) end},
+  {"2.5 ~= 0.0000000000000002", 2.5, 0.0000000000000002, function(a, b) return a ~= b end, function() return 2.5 ~= 0.0000000000000002 end, function(a) return a ~= 0.0000000000000002 end, function(a, b) return 2.5 ~= b end, function(a, b) return 2.5 ~= w(b) end},
+  {"9223372036854775807 + 1", 9223372036854775807, 1, function(a, b) return a + b end, function() return 9223372036854775807 + 1 end, function(a) return a + 1 end, function(a, b) return 9223372036854775807 + b end, function(a, b) return 9223372036854775807 + w(b) end},
+  {"9223372036854775807 - 1", 9223372036854775807, 1, function(a, b) return a - b end, function() return 9223372036854775807 - 1 end, function(a) return a - 1 end, function(a, b) return 9223372036854775807 - b end, function(a, b) return 9223372036854775807 - w(b) end},
+  {"9223372036854775807 * 1", 9223372036854775807, 1, function(a, b) return a * b end, function() return 9223372036854775807 * 1 end, function(a) return a * 1 end, function(a, b) return 9223372036854775807 * b end, function(a, b) return 9223372036854775807 * w(b) end},
+  {"9223372036854775807 / 1", 9223372036854775807, 1, function(a, b) return a / b end, function() return 9223372036854775807 / 1 end, function(a) return a / 1 end, function(a, b) return 9223372036854775807 / b end, function(a, b) return 9223372036854775807 / w(b) end},
+  {"9223372036854775807 % 1", 9223372036854775807, 1, function(a, b) return a % b end, function() return 9223372036854775807 % 1 end, function(a) return a % 1 end, function(a, b) return 9223372036854775807 % b end, function(a, b) return 9223372036854775807 % w(b) end},
+  {"9223372036854775807 < 1", 9223372036854775807, 1, function(a, b) return a < b end, function() return 9223372036854775807 < 1 end, function(a) return a < 1 end, function(a, b) return 9223372036854775807 < b end, function(a, b) return 9223372036854775807 < w(b) end},
+  {"9223372036854775807 <= 1", 9223372036854775807, 1, function(a, b) return a <= b end, function() return 9223372036854775807 <= 1 end, function(a) return a <= 1 end, function(a, b) return 9223372036854775807 <= b end, function(a, b) return 9223372036854775807 <= w(b) end},
+  {"9223372036854775807 > 1", 9223372036854775807, 1, function(a, b) return a > b end, function() return 9223372036854775807 > 1 end, function(a) return a > 1 end, function(a, b) return 9223372036854775807 > b end, function(a, b) return 9223372036854775807 > w(b) end},
+  {"9223372036854775807 >= 1", 9223372036854775807, 1, function(a, b) return a >= b end, function() return 9223372036854775807 >= 1 end, function(a) return a >= 1 end, function(a, b) return 9223372036854775807 >= b end, function(a, b) return 9223372036854775807 >= w(b) end},
+  {"9223372036854775807 == 1", 9223372036854775807, 1, function(a, b) return a == b end, function() return 9223372036854775807 == 1 end, function(a) return a == 1 end, function(a, b) return 9223372036854775807 == b end, function(a, b) return 9223372036854775807 == w(b) end},
+  {"9223372036854775807 ~= 1", 9223372036854775807, 1, function(a, b) return a ~= b end, function() return 9223372036854775807 ~= 1 end, function(a) return a ~= 1 end, function(a, b) return 9223372036854775807 ~= b end, function(a, b) return 9223372036854775807 ~= w(b) end},
+  {"0.30000000000000004 + 0.3", 0.30000000000000004, 0.3, function(a, b) return a + b end, function() return 0.30000000000000004 + 0.3 end, function(a) return a + 0.3 end, function(a, b) return 0.30000000000000004 + b end, function(a, b) return 0.30000000000000004 + w(b) end},
+  {"0.30000000000000004 - 0.3", 0.30000000000000004, 0.3, function(a, b) return a - b end, function() return 0.30000000000000004 - 0.3 end, function(a) return a - 0.3 end, function(a, b) return 0.30000000000000004 - b end, function(a, b) return 0.30000000000000004 - w(b) end},
+  {"0.30000000000000004 * 0.3", 0.30000000000000004, 0.3, function(a, b) return a * b end, function() return 0.30000000000000004 * 0.3 end, function(a) return a * 0.3 end, function(a, b) return 0.30000000000000004 * b end, function(a, b) return 0.30000000000000004 * w(b) end},
+  {"0.30000000000000004 / 0.3", 0.30000000000000004, 0.3, function(a, b) return a / b end, function() return 0.30000000000000004 / 0.3 end, function(a) return a / 0.3 end, function(a, b) return 0.30000000000000004 / b end, function(a, b) return 0.30000000000000004 / w(b) end},
+  {"0.30000000000000004 % 0.3", 0.30000000000000004, 0.3, function(a, b) return a % b end, function() return 0.30000000000000004 % 0.3 end, function(a) return a % 0.3 end, function(a, b) return 0.30000000000000004 % b end, function(a, b) return 0.30000000000000004 % w(b) end},
+  {"0.30000000000000004 < 0.3", 0.30000000000000004, 0.3, function(a, b) return a < b end, function() return 0.30000000000000004 < 0.3 end, function(a) return a < 0.3 end, function(a, b) return 0.30000000000000004 < b end, function(a, b) return 0.30000000000000004 < w(b) end},
+  {"0.30000000000000004 <= 0.3", 0.30000000000000004, 0.3, function(a, b) return a <= b end, function() return 0.30000000000000004 <= 0.3 end, function(a) return a <= 0.3 end, function(a, b) return 0.30000000000000004 <= b end, function(a, b) return 0.30000000000000004 <= w(b) end},
+  {"0.30000000000000004 > 0.3", 0.30000000000000004, 0.3, function(a, b) return a > b end, function() return 0.30000000000000004 > 0.3 end, function(a) return a > 0.3 end, function(a, b) return 0.30000000000000004 > b end, function(a, b) return 0.30000000000000004 > w(b) end},
+  {"0.30000000000000004 >= 0.3", 0.30000000000000004, 0.3, function(a, b) return a >= b end, function() return 0.30000000000000004 >= 0.3 end, function(a) return a >= 0.3 end, function(a, b) return 0.30000000000000004 >= b end, function(a, b) return 0.30000000000000004 >= w(b) end},
+  {"0.30000000000000004 == 0.3", 0.30000000000000004, 0.3, function(a, b) return a == b end, function() return 0.30000000000000004 == 0.3 end, function(a) return a == 0.3 end, function(a, b) return 0.30000000000000004 == b end, function(a, b) return 0.30000000000000004 == w(b) end},
+  {"0.30000000000000004 ~= 0.3", 0.30000000000000004, 0.3, function(a, b) return a ~= b end, function() return 0.30000000000000004 ~= 0.3 end, function(a) return a ~= 0.3 end, function(a, b) return 0.30000000000000004 ~= b end, function(a, b) return 0.30000000000000004 ~= w(b) end},
+  {"3 + 3.0000000000000004", 3, 3.0000000000000004, function(a, b) return a + b end, function() return 3 + 3.0000000000000004 end, function(a) return a + 3.0000000000000004 end, function(a, b) return 3 + b end, function(a, b) return 3 + w(b) end},
+  {"3 - 3.0000000000000004", 3, 3.0000000000000004, function(a, b) return a - b end, function() return 3 - 3.0000000000000004 end, function(a) return a - 3.0000000000000004 end, function(a, b) return 3 - b end, function(a, b) return 3 - w(b) end},
+  {"3 * 3.0000000000000004", 3, 3.0000000000000004, function(a, b) return a * b end, function() return 3 * 3.0000000000000004 end, function(a) return a * 3.0000000000000004 end, function(a, b) return 3 * b end, function(a, b) return 3 * w(b) end},
+  {"3 / 3.0000000000000004", 3, 3.0000000000000004, function(a, b) return a / b end, function() return 3 / 3.0000000000000004 end, function(a) return a / 3.0000000000000004 end, function(a, b) return 3 / b end, function(a, b) return 3 / w(b) end},
+  {"3 % 3.0000000000000004", 3, 3.0000000000000004, function(a, b) return a % b end, function() return 3 % 3.0000000000000004 end, function(a) return a % 3.0000000000000004 end, function(a, b) return 3 % b end, function(a, b) return 3 % w(b) end},
+  {"3 < 3.0000000000000004", 3, 3.0000000000000004, function(a, b) return a < b end, function() return 3 < 3.0000000000000004 end, function(a) return a < 3.0000000000000004 end, function(a, b) return 3 < b end, function(a, b) return 3 < w(b) end},
+  {"3 <= 3.0000000000000004", 3, 3.0000000000000004, function(a, b) return a <= b end, function() return 3 <= 3.0000000000000004 end, function(a) return a <= 3.0000000000000004 end, function(a, b) return 3 <= b end, function(a, b) return 3 <= w(b) end},
+  {"3 > 3.0000000000000004", 3, 3.0000000000000004, function(a, b) return a > b end, function() return 3 > 3.0000000000000004 end, function(a) return a > 3.0000000000000004 end, function(a, b) return 3 > b end, function(a, b) return 3 > w(b) end},
+  {"3 >= 3.0000000000000004", 3, 3.0000000000000004, function(a, b) return a >= b end, function() return 3 >= 3.0000000000000004 end, function(a) return a >= 3.0000000000000004 end, function(a, b) return 3 >= b end, function(a, b) return 3 >= w(b) end},
+  {"3 == 3.0000000000000004", 3, 3.0000000000000004, function(a, b) return a == b end, function() return 3 == 3.0000000000000004 end, function(a) return a == 3.0000000000000004 end, function(a, b) return 3 == b end, function(a, b) return 3 == w(b) end},
+  {"3 ~= 3.0000000000000004", 3, 3.0000000000000004, function(a, b) return a ~= b end, function() return 3 ~= 3.0000000000000004 end, function(a) return a ~= 3.0000000000000004 end, function(a, b) return 3 ~= b end, function(a, b) return 3 ~= w(b) end},
+  {"'a' + 1", "a", 1, function(a, b) return a + b end, function() return "a" + 1 end, function(a) return a + 1 end, function(a, b) return "a" + b end, function(a, b) return "a" + w(b) end},
+  {"'a' - 1", "a", 1, function(a, b) return a - b end, function() return "a" - 1 end, function(a) return a - 1 end, function(a, b) return "a" - b end, function(a, b) return "a" - w(b) end},
+  {"'a' * 1", "a", 1, function(a, b) return a * b end, function() return "a" * 1 end, function(a) return a * 1 end, function(a, b) return "a" * b end, function(a, b) return "a" * w(b) end},
+  {"'a' / 1", "a", 1, function(a, b) return a / b end, function() return "a" / 1 end, function(a) return a / 1 end, function(a, b) return "a" / b end, function(a, b) return "a" / w(b) end},
+  {"'a' % 1", "a", 1, function(a, b) return a % b end, function() return "a" % 1 end, function(a) return a % 1 end, function(a, b) return "a" % b end, function(a, b) return "a" % w(b) end},
+  {"'a' < 1", "a", 1, function(a, b) return a < b end, function() return "a" < 1 end, function(a) return a < 1 end, function(a, b) return "a" < b end, function(a, b) return "a" < w(b) end},
+  {"'a' <= 1", "a", 1, function(a, b) return a <= b end, function() return "a" <= 1 end, function(a) return a <= 1 end, function(a, b) return "a" <= b end, function(a, b) return "a" <= w(b) end},
+  {"'a' > 1", "a", 1, function(a, b) return a > b end, function() return "a" > 1 end, function(a) return a > 1 end, function(a, b) return "a" > b end, function(a, b) return "a" > w(b) end},
+  {"'a' >= 1", "a", 1, function(a, b) return a >= b end, function() return "a" >= 1 end, function(a) return a >= 1 end, function(a, b) return "a" >= b end, function(a, b) return "a" >= w(b) end},
+  {"'a' == 1", "a", 1, function(a, b) return a == b end, function() return "a" == 1 end, function(a) return a == 1 end, function(a, b) return "a" == b end, function(a, b) return "a" == w(b) end},
+  {"'a' ~= 1", "a", 1, function(a, b) return a ~= b end, function() return "a" ~= 1 end, function(a) return a ~= 1 end, function(a, b) return "a" ~= b end, function(a, b) return "a" ~= w(b) end}
+}
+for _, case in ipairs(literals) do
+  local forms = {}
+  for i = 4, #case do
+    forms[#forms + 1] = case[i]
+  end
+  compare(case[1], case[2], case[3], forms)
+end
 
 -- A local operand is read where it lives only when the other operand runs no code: a call that
 -- assigns the local must not change what the operator read before it.
