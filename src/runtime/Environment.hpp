@@ -67,9 +67,11 @@ private:
 class Environment : public Collectable
 {
 public:
-    // A plain local environment, its slots taken from `stack`.
+    // A plain local environment, its slots taken from `stack`. One without slots takes nothing: before
+    // the stack's first chunk exists there is no place to mark.
     Environment(ValueStack& stack, std::size_t slotCount)
-        : Collectable(RefKind::Environment), slots(stack.take(slotCount), slotCount, &stack)
+        : Collectable(RefKind::Environment),
+          slots(slotCount ? stack.take(slotCount) : nullptr, slotCount, slotCount ? &stack : nullptr)
     {
     }
     ~Environment()

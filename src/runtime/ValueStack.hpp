@@ -22,7 +22,8 @@ public:
     ValueStack(const ValueStack&) = delete;
     ValueStack& operator=(const ValueStack&) = delete;
 
-    // Room for `count` values (uninitialised); may fail with std::bad_alloc under a memory limit.
+    // Room for `count` values (uninitialised; `count` is not 0); may fail with std::bad_alloc under a
+    // memory limit.
     Value* take(std::size_t count)
     {
         if (count <= static_cast<std::size_t>(limit_ - top_))
