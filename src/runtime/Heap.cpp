@@ -92,12 +92,9 @@ template <typename Visit> [[gnu::always_inline]] inline void forEachChild(Collec
     case RefKind::Iterator:
     {
         const auto* iterator = static_cast<IteratorState*>(object);
-        for (const MultiValue& item : iterator->items)
+        for (const Value& value : iterator->listValues)
         {
-            for (const Value& value : item)
-            {
-                visitValue(value, visit);
-            }
+            visitValue(value, visit);
         }
         if (Table* table = iterator->table.get())
         {
@@ -139,9 +136,10 @@ void dropContents(Collectable* object) noexcept
     case RefKind::Iterator:
     {
         auto* iterator = static_cast<IteratorState*>(object);
-        std::vector<MultiValue, HeapAllocator<MultiValue>> items = std::move(iterator->items);
+        ValueVector values = std::move(iterator->listValues);
         Ref<Table> table = std::move(iterator->table);
-        iterator->items.clear();
+        iterator->listValues.clear();
+        iterator->listEnds.clear();
         return;
     }
     case RefKind::String:

@@ -12,12 +12,20 @@ bool nextIteratorItem(IteratorState& state, MultiValue& out)
     switch (state.kind)
     {
     case IteratorState::Kind::List:
-        if (state.cursor >= state.items.size())
+    {
+        if (state.cursor >= state.listEnds.size())
         {
             return false;
         }
-        out = state.items[state.cursor++];
+        // Each item is yielded once (the cursor only moves on), so its values move out of the list.
+        const std::size_t begin = state.cursor == 0 ? 0 : state.listEnds[state.cursor - 1];
+        const std::size_t end = state.listEnds[state.cursor++];
+        for (std::size_t i = begin; i < end; ++i)
+        {
+            out.push(std::move(state.listValues[i]));
+        }
         return true;
+    }
     case IteratorState::Kind::Pairs:
     {
         Table* table = state.table.get();

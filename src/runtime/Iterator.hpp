@@ -22,8 +22,14 @@ public:
 
     static void destroy(IteratorState* state) noexcept { destroyRefObject(RefKind::Iterator, state); }
 
+    // Ends a list item: the values pushed onto listValues since the previous one.
+    void endListItem() { listEnds.push_back(listValues.size()); }
+
     Kind kind = Kind::List;
-    std::vector<MultiValue, HeapAllocator<MultiValue>> items;
+    // The items of a list, flat: item i is listValues[listEnds[i - 1] .. listEnds[i]). One value per
+    // match is the common case, so a list of many matches costs about a value and an index each.
+    ValueVector listValues;
+    std::vector<std::size_t, HeapAllocator<std::size_t>> listEnds;
     std::size_t cursor = 0; // list position, or the array position for pairs
     Ref<Table> table;
     std::size_t hashCursor = 0;

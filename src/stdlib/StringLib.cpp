@@ -135,19 +135,18 @@ MultiValue stringGmatch(LuaVM& vm, ValueSpan args, unsigned line)
     for (zq::sregex_iterator it(text.data(), text.data() + text.size(), re, &budget); it != end; ++it)
     {
         const zq::match_results& match = *it;
-        MultiValue item;
         if (match.size() > 1)
         {
             for (std::size_t i = 1; i < match.size(); ++i)
             {
-                item.push(Value(match[i].view()));
+                state->listValues.push_back(Value(match[i].view()));
             }
         }
         else
         {
-            item.push(Value(match[0].view()));
+            state->listValues.push_back(Value(match[0].view()));
         }
-        state->items.push_back(std::move(item));
+        state->endListItem();
     }
     return MultiValue(Value(std::move(state)));
 }

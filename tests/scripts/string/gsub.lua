@@ -61,3 +61,16 @@ print("gsub subject", pcall(string.gsub, 1, "a", "b"))
 print("gsub pattern", pcall(string.gsub, "a", 1, "b"))
 print("gmatch count", pcall(string.gmatch, "a"))
 print("gmatch pattern", pcall(string.gmatch, "a", {}))
+local shared = string.gmatch("one two three four", "%a+")
+for w in shared do
+    print("first loop", w)
+    if w == "two" then
+        break
+    end
+end
+for w in shared do
+    print("same iterator goes on", w)
+end
+for w in shared do
+    print("never reached", w)
+end
