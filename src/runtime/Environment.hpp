@@ -15,13 +15,17 @@ namespace velmar::lua
 class FrameSlots
 {
 public:
-    FrameSlots(Value* storage, std::size_t count, ValueStack* stack) noexcept
-        : data_(storage), count_(count), stack_(stack)
+    // Slots in storage that outlives them (a shared environment's own allocation).
+    FrameSlots(Value* storage, std::size_t count) noexcept : data_(storage), count_(count), stack_(nullptr)
     {
-        for (std::size_t i = 0; i < count; ++i)
-        {
-            new (data_ + i) Value();
-        }
+        fillWithNils();
+    }
+    // Slots taken from `stack`, given back when they go. No slots take nothing: before the stack's
+    // first chunk exists there is no place to mark.
+    FrameSlots(ValueStack& stack, std::size_t count)
+        : data_(count ? stack.take(count) : nullptr), count_(count), stack_(count ? &stack : nullptr)
+    {
+        fillWithNils();
     }
     FrameSlots(const FrameSlots&) = delete;
     FrameSlots& operator=(const FrameSlots&) = delete;
@@ -57,6 +61,14 @@ public:
     }
 
 private:
+    void fillWithNils() noexcept
+    {
+        for (std::size_t i = 0; i < count_; ++i)
+        {
+            new (data_ + i) Value();
+        }
+    }
+
     Value* data_;
     std::size_t count_;
     ValueStack* stack_; // where a local environment's slots go back to; null for a shared one
@@ -67,11 +79,8 @@ private:
 class Environment : public Collectable
 {
 public:
-    // A plain local environment, its slots taken from `stack`. One without slots takes nothing: before
-    // the stack's first chunk exists there is no place to mark.
-    Environment(ValueStack& stack, std::size_t slotCount)
-        : Collectable(RefKind::Environment),
-          slots(slotCount ? stack.take(slotCount) : nullptr, slotCount, slotCount ? &stack : nullptr)
+    // A plain local environment, its slots taken from `stack`.
+    Environment(ValueStack& stack, std::size_t slotCount) : Collectable(RefKind::Environment), slots(stack, slotCount)
     {
     }
     ~Environment()
@@ -139,7 +148,7 @@ public:
 
 private:
     Environment(Value* slotStorage, std::size_t slotCount) noexcept
-        : Collectable(RefKind::Environment), slots(slotStorage, slotCount, nullptr), sharedOwned_(true)
+        : Collectable(RefKind::Environment), slots(slotStorage, slotCount), sharedOwned_(true)
     {
         joinCurrentHeap(); // last: a collection only ever meets complete objects
     }

@@ -80,6 +80,10 @@ public:
     const Entry* find(const TableKey& key, std::uint64_t hash) const noexcept;
     // The same for a string key, without a TableKey for it.
     const Entry* findString(const LuaString& key, std::uint64_t hash) const noexcept;
+    Entry* findString(const LuaString& key, std::uint64_t hash) noexcept
+    {
+        return const_cast<Entry*>(static_cast<const HashPart*>(this)->findString(key, hash));
+    }
     Entry* find(const TableKey& key, std::uint64_t hash) noexcept
     {
         return const_cast<Entry*>(static_cast<const HashPart*>(this)->find(key, hash));
@@ -177,7 +181,7 @@ inline void tableSetString(Table* table, const Value& key, Value value)
     if (table && !value.isNil() && !table->hash.empty())
     {
         const LuaString& text = *key.string();
-        if (auto* entry = const_cast<HashPart::Entry*>(table->hash.findString(text, text.bytesHash() ^ kStringKeyHashSalt)))
+        if (HashPart::Entry* entry = table->hash.findString(text, text.bytesHash() ^ kStringKeyHashSalt))
         {
             entry->value = std::move(value);
             ++table->version;
