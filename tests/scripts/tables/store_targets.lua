@@ -18,6 +18,15 @@ end
 t[k] = rekey("index")
 print("index store reads table and key after the value", u.a, u.b)
 
+t, u = {}, {}
+local before = t
+local function retarget()
+  t = u
+  return "k"
+end
+t[retarget()] = "stored"
+print("a key that reassigns the table stores into the table read before it", before.k, u.k)
+
 local holder = {inner = {}}
 local function replaceInner(v)
   holder.inner = {mark = "new"}
