@@ -121,6 +121,7 @@ void dropContents(Collectable* object) noexcept
         table->array.clear();
         table->hash = HashPart();
         table->arrayBorder = 0;
+        table->nilIndex.reset();
         ++table->version;
         return;
     }

@@ -59,12 +59,27 @@ const HashPart::Entry* HashPart::find(const TableKey& key, std::uint64_t hash) c
     return findMatching(hash, [&key](const TableKey& candidate) { return candidate == key; });
 }
 
+namespace
+{
+
+// Entries per counted block of the tombstone index.
+constexpr std::size_t kDeadBlock = 64;
+// Tombstones are swept out when they outnumber the live entries (and there are at least this many):
+// each sweep is paid for by the erasures since the last one.
+constexpr std::size_t kSweepFloor = 16;
+
+} // namespace
+
 void HashPart::rebuildBuckets(std::size_t bucketCount)
 {
     buckets_.assign(bucketCount, -1);
     const std::size_t mask = bucketCount - 1;
     for (std::size_t i = 0; i < entries_.size(); ++i)
     {
+        if (!entries_[i].live())
+        {
+            continue; // tombstones are in no chain
+        }
         std::int32_t& head = buckets_[entries_[i].hash & mask];
         entries_[i].next = head;
         head = static_cast<std::int32_t>(i);
@@ -91,18 +106,271 @@ void HashPart::assign(const TableKey& key, std::uint64_t hash, Value value)
     std::int32_t& head = buckets_[hash & (buckets_.size() - 1)];
     entries_.push_back(Entry{key, std::move(value), hash, head});
     head = static_cast<std::int32_t>(entryCount);
+    if (!deadIndex_.empty() && entries_.size() > deadIndex_.size() * kDeadBlock)
+    {
+        rebuildDeadIndex(); // the tree covers the entries' capacity, so this is paid for by growth
+    }
 }
 
 bool HashPart::erase(const TableKey& key, std::uint64_t hash)
 {
-    const Entry* entry = find(key, hash);
-    if (!entry)
+    if (buckets_.empty())
     {
         return false;
     }
-    entries_.erase(entries_.begin() + (entry - entries_.data()));
-    rebuildBuckets(buckets_.size());
+    // Unlink the entry from its chain, remembering the link that pointed at it.
+    std::int32_t* link = &buckets_[hash & (buckets_.size() - 1)];
+    while (*link >= 0)
+    {
+        Entry& entry = entries_[static_cast<std::size_t>(*link)];
+        if (entry.hash == hash && entry.key == key)
+        {
+            break;
+        }
+        link = &entry.next;
+    }
+    if (*link < 0)
+    {
+        return false;
+    }
+    const auto position = static_cast<std::size_t>(*link);
+    Entry& entry = entries_[position];
+    *link = entry.next;
+    // The tombstone lets go of its key and value now; dropping them runs no script code.
+    Value doomedValue = std::move(entry.value);
+    TableKey doomedKey = std::move(entry.key);
+    entry.value = Value();
+    entry.key = TableKey();
+    entry.next = -1;
+    if (position + 1 == entries_.size())
+    {
+        // The last entry leaves no gap: drop it, and any tombstones it leaves at the end.
+        entries_.pop_back();
+        while (!entries_.empty() && !entries_.back().live())
+        {
+            uncountDead(entries_.size() - 1);
+            entries_.pop_back();
+            --dead_;
+        }
+        return true;
+    }
+    ++dead_;
+    if (dead_ == entries_.size())
+    {
+        entries_.clear(); // nothing live: start over, with the buckets all empty already
+        dead_ = 0;
+        deadIndex_.clear();
+    }
+    else if (dead_ > entries_.size() - dead_ && dead_ >= kSweepFloor)
+    {
+        sweepTombstones();
+    }
+    else
+    {
+        countDead(position);
+    }
     return true;
+}
+
+void HashPart::sweepTombstones()
+{
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < entries_.size(); ++i)
+    {
+        if (entries_[i].live())
+        {
+            if (kept != i)
+            {
+                entries_[kept] = std::move(entries_[i]);
+            }
+            ++kept;
+        }
+    }
+    entries_.resize(kept);
+    dead_ = 0;
+    deadIndex_.clear();
+    rebuildBuckets(buckets_.size());
+}
+
+// A Fenwick tree over blocks of entries, sized for the entries' capacity.
+void HashPart::rebuildDeadIndex()
+{
+    const std::size_t blocks = (std::max(entries_.capacity(), entries_.size()) + kDeadBlock - 1) / kDeadBlock;
+    deadIndex_.assign(blocks, 0);
+    for (std::size_t i = 0; i < entries_.size(); ++i)
+    {
+        if (!entries_[i].live())
+        {
+            ++deadIndex_[i / kDeadBlock];
+        }
+    }
+    for (std::size_t node = 1; node <= blocks; ++node)
+    {
+        const std::size_t parent = node + (node & (~node + 1));
+        if (parent <= blocks)
+        {
+            deadIndex_[parent - 1] += deadIndex_[node - 1];
+        }
+    }
+}
+
+void HashPart::countDead(std::size_t position) noexcept
+{
+    if (deadIndex_.empty())
+    {
+        rebuildDeadIndex(); // counts this tombstone too
+        return;
+    }
+    for (std::size_t node = position / kDeadBlock + 1; node <= deadIndex_.size(); node += node & (~node + 1))
+    {
+        ++deadIndex_[node - 1];
+    }
+}
+
+void HashPart::uncountDead(std::size_t position) noexcept
+{
+    for (std::size_t node = position / kDeadBlock + 1; node <= deadIndex_.size(); node += node & (~node + 1))
+    {
+        --deadIndex_[node - 1];
+    }
+}
+
+const HashPart::Entry* HashPart::entryAtRank(std::size_t rank) const noexcept
+{
+    if (rank >= size())
+    {
+        return nullptr;
+    }
+    if (dead_ == 0)
+    {
+        return &entries_[rank];
+    }
+    // Descend the tree: skip whole spans of blocks whose live entries all come before the rank. Blocks
+    // past the last entry count as live, which only ever makes a span look too large to skip.
+    std::size_t block = 0;
+    std::size_t remaining = rank;
+    std::size_t span = 1;
+    while (span * 2 <= deadIndex_.size())
+    {
+        span *= 2;
+    }
+    for (; span > 0; span /= 2)
+    {
+        const std::size_t next = block + span;
+        if (next <= deadIndex_.size())
+        {
+            const std::size_t live = span * kDeadBlock - deadIndex_[next - 1];
+            if (live <= remaining)
+            {
+                block = next;
+                remaining -= live;
+            }
+        }
+    }
+    for (std::size_t i = block * kDeadBlock; i < entries_.size(); ++i)
+    {
+        if (entries_[i].live())
+        {
+            if (remaining == 0)
+            {
+                return &entries_[i];
+            }
+            --remaining;
+        }
+    }
+    return nullptr;
+}
+
+// ---- Nil index ----
+
+NilIndex::NilIndex(const ValueVector& array)
+{
+    resized(array, 0);
+}
+
+void NilIndex::slotBecame(std::size_t slot, bool nil) noexcept
+{
+    if (nil)
+    {
+        ++blocks_[slot / kBlock];
+        ++groups_[slot / kGroup];
+    }
+    else
+    {
+        --blocks_[slot / kBlock];
+        --groups_[slot / kGroup];
+    }
+}
+
+void NilIndex::resized(const ValueVector& array, std::size_t oldSize)
+{
+    // Recount from the first block the change touched; everything before it is unchanged.
+    const std::size_t size = array.size();
+    const std::size_t firstBlock = std::min(oldSize, size) / kBlock;
+    blocks_.resize((size + kBlock - 1) / kBlock);
+    for (std::size_t block = firstBlock; block < blocks_.size(); ++block)
+    {
+        std::uint32_t nils = 0;
+        const std::size_t end = std::min(size, (block + 1) * kBlock);
+        for (std::size_t slot = block * kBlock; slot < end; ++slot)
+        {
+            nils += array[slot].isNil() ? 1 : 0;
+        }
+        blocks_[block] = nils;
+    }
+    const std::size_t firstGroup = firstBlock / kBlock;
+    groups_.resize((blocks_.size() + kBlock - 1) / kBlock);
+    for (std::size_t group = firstGroup; group < groups_.size(); ++group)
+    {
+        std::uint32_t nils = 0;
+        const std::size_t end = std::min(blocks_.size(), (group + 1) * kBlock);
+        for (std::size_t block = group * kBlock; block < end; ++block)
+        {
+            nils += blocks_[block];
+        }
+        groups_[group] = nils;
+    }
+}
+
+std::size_t NilIndex::firstNilFrom(const ValueVector& array, std::size_t from) const noexcept
+{
+    const std::size_t size = array.size();
+    std::size_t slot = from;
+    // The rest of the first block, then whole blocks to the end of the group, then whole groups.
+    while (slot < size && slot % kBlock != 0)
+    {
+        if (array[slot].isNil())
+        {
+            return slot;
+        }
+        ++slot;
+    }
+    std::size_t block = slot / kBlock;
+    while (block < blocks_.size() && block % kBlock != 0 && blocks_[block] == 0)
+    {
+        ++block;
+    }
+    if (block < blocks_.size() && block % kBlock == 0)
+    {
+        std::size_t group = block / kBlock;
+        while (group < groups_.size() && groups_[group] == 0)
+        {
+            ++group;
+        }
+        block = group * kBlock;
+        while (block < blocks_.size() && blocks_[block] == 0)
+        {
+            ++block;
+        }
+    }
+    for (slot = std::max(slot, block * kBlock); slot < size; ++slot)
+    {
+        if (array[slot].isNil())
+        {
+            return slot;
+        }
+    }
+    return size;
 }
 
 void Table::destroy(Table* table) noexcept
@@ -168,6 +436,37 @@ Value tableGetByKey(const Table* table, const TableKey& key)
     return entry ? entry->value : Value();
 }
 
+namespace
+{
+
+// Slots a border search passes one by one before the table gets a nil index.
+constexpr std::size_t kPlainBorderScan = 128;
+
+// The first nil slot at or after `from` (or the array's size): a short plain scan, then the index.
+std::size_t nextArrayNil(Table& table, std::size_t from)
+{
+    const ValueVector& array = table.array;
+    if (!table.nilIndex)
+    {
+        const std::size_t stop = std::min(array.size(), from + kPlainBorderScan);
+        for (std::size_t slot = from; slot < stop; ++slot)
+        {
+            if (array[slot].isNil())
+            {
+                return slot;
+            }
+        }
+        if (stop == array.size())
+        {
+            return stop;
+        }
+        table.nilIndex = std::make_unique<NilIndex>(array);
+    }
+    return table.nilIndex->firstNilFrom(array, from);
+}
+
+} // namespace
+
 void tableSetByKey(Table* table, const TableKey& key, Value value)
 {
     if (!table)
@@ -182,25 +481,29 @@ void tableSetByKey(Table* table, const TableKey& key, Value value)
         if (!inArray && !(index >= 65 && size + 8 < index))
         {
             table->array.resize(static_cast<std::size_t>(index));
+            if (table->nilIndex)
+            {
+                table->nilIndex->resized(table->array, size);
+            }
             inArray = true;
         }
         if (inArray)
         {
             const auto slot = static_cast<std::size_t>(index - 1);
             const bool storesNil = value.isNil();
-            table->array[slot] = std::move(value);
+            Value& target = table->array[slot];
+            if (table->nilIndex && target.isNil() != storesNil)
+            {
+                table->nilIndex->slotBecame(slot, storesNil);
+            }
+            target = std::move(value);
             if (storesNil)
             {
                 table->arrayBorder = std::min(table->arrayBorder, slot);
             }
             else if (slot == table->arrayBorder)
             {
-                std::size_t border = slot + 1;
-                while (border < table->array.size() && !table->array[border].isNil())
-                {
-                    ++border;
-                }
-                table->arrayBorder = border;
+                table->arrayBorder = nextArrayNil(*table, slot + 1);
             }
             if (!table->hash.empty())
             {
@@ -222,7 +525,7 @@ void tableSetByKey(Table* table, const TableKey& key, Value value)
     ++table->version;
 }
 
-std::int64_t tableSequenceLength(Table* table)
+std::int64_t tableSequenceLength(Table* table, TableWork* work)
 {
     if (!table)
     {
@@ -235,6 +538,8 @@ std::int64_t tableSequenceLength(Table* table)
     auto length = static_cast<std::int64_t>(table->arrayBorder); // the first nil of the array part
     if (!table->hash.empty())
     {
+        constexpr std::int64_t kReport = 256; // keys found between two reports of the work
+        const std::int64_t start = length;
         while (true)
         {
             const TableKey next = TableKey::makeInteger(length + 1);
@@ -243,6 +548,10 @@ std::int64_t tableSequenceLength(Table* table)
                 break;
             }
             ++length;
+            if (work != nullptr && (length - start) % kReport == 0)
+            {
+                work->elements(4 * kReport); // a hash probe each, usually a cache miss in a long run
+            }
         }
     }
     table->cachedLength = length;

@@ -4,6 +4,7 @@
 #include "runtime/Value.hpp"
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace velmar::lua
@@ -66,15 +67,20 @@ struct TableKeyHash
 };
 
 // The hash part keeps entries in insertion order, with bucket chains of entry indices over them.
+// Erasing leaves a tombstone (an entry whose value is nil, out of every chain) instead of shifting the
+// later entries down, so it costs no more than a lookup; the tombstones are swept out once they
+// outnumber the live entries. Positions among the live entries (ranks) are what iteration sees.
 class HashPart
 {
 public:
     struct Entry
     {
         TableKey key;
-        Value value;
+        Value value; // nil: a tombstone
         std::uint64_t hash;
         std::int32_t next;
+
+        bool live() const noexcept { return !value.isNil(); }
     };
 
     const Entry* find(const TableKey& key, std::uint64_t hash) const noexcept;
@@ -90,22 +96,55 @@ public:
     }
     // Overwrites an existing entry, or appends a new one at the end of the insertion order.
     void assign(const TableKey& key, std::uint64_t hash, Value value);
-    // Removes the entry and shifts the later ones down, so the order of the rest is kept.
+    // Removes the entry; the order of the rest is kept.
     bool erase(const TableKey& key, std::uint64_t hash);
 
-    bool empty() const noexcept { return entries_.empty(); }
-    std::size_t size() const noexcept { return entries_.size(); }
+    bool empty() const noexcept { return entries_.size() == dead_; }
+    // Number of live entries.
+    std::size_t size() const noexcept { return entries_.size() - dead_; }
     // Room for `count` entries, so a constructor with named fields grows the list once.
     void reserve(std::size_t count) { entries_.reserve(count); }
+    // Every entry in insertion order, tombstones included (skip those that are not live()).
     const std::vector<Entry, HeapAllocator<Entry>>& entries() const noexcept { return entries_; }
+    // The live entry of the given rank (0-based, in insertion order), or null past the last one.
+    const Entry* entryAtRank(std::size_t rank) const noexcept;
     std::size_t bucketCount() const noexcept { return buckets_.size(); }
 
 private:
     template <typename Matches> const Entry* findMatching(std::uint64_t hash, Matches matches) const noexcept;
     void rebuildBuckets(std::size_t bucketCount);
+    void sweepTombstones();
+    void rebuildDeadIndex();
+    void countDead(std::size_t position) noexcept;
+    void uncountDead(std::size_t position) noexcept;
 
     std::vector<Entry, HeapAllocator<Entry>> entries_;
     std::vector<std::int32_t, HeapAllocator<std::int32_t>> buckets_;
+    std::size_t dead_ = 0;
+    // While there are tombstones: a Fenwick tree of tombstone counts per block of kDeadBlock entries,
+    // so that finding the entry of a rank takes logarithmic time.
+    std::vector<std::uint32_t, HeapAllocator<std::uint32_t>> deadIndex_;
+};
+
+// Finds the first nil slot of an array part from a position quickly, for arrays that have had
+// a long run of non-nil slots to pass over: nil counts per block of 64 slots and per group of 64
+// blocks. Kept only for tables that needed it.
+class NilIndex
+{
+public:
+    static constexpr std::size_t kBlock = 64;
+    static constexpr std::size_t kGroup = kBlock * kBlock;
+
+    explicit NilIndex(const ValueVector& array);
+    // A slot changed between nil and non-nil, or the array grew (its new slots are nil).
+    void slotBecame(std::size_t slot, bool nil) noexcept;
+    void resized(const ValueVector& array, std::size_t oldSize);
+    // The first nil slot at or after `from`, or the array's size when there is none.
+    std::size_t firstNilFrom(const ValueVector& array, std::size_t from) const noexcept;
+
+private:
+    std::vector<std::uint32_t, HeapAllocator<std::uint32_t>> blocks_;
+    std::vector<std::uint32_t, HeapAllocator<std::uint32_t>> groups_;
 };
 
 class Table : public Collectable
@@ -122,6 +161,41 @@ public:
     // Number of leading non-nil array slots, kept current by every store so that the length never
     // rescans the array: appending with t[#t + 1] = v stays O(1).
     std::size_t arrayBorder = 0;
+    // Made when filling the border slot first had a long run of slots to pass: finding the next nil
+    // then stays cheap however often the border moves.
+    std::unique_ptr<NilIndex> nilIndex;
+
+    // Tells the nil index (if any) that a non-nil array slot was set to nil directly.
+    void arraySlotCleared(std::size_t slot) noexcept
+    {
+        if (nilIndex)
+        {
+            nilIndex->slotBecame(slot, true);
+        }
+    }
+    // Tells the nil index (if any) that the array part was resized from `oldSize` by code that works
+    // on the array directly.
+    void arrayResized(std::size_t oldSize)
+    {
+        if (nilIndex)
+        {
+            nilIndex->resized(array, oldSize);
+        }
+    }
+};
+
+// Work done inside a table primitive whose cost grows with the table, reported as it goes so that the
+// caller can charge it to a run (and stop it there by throwing).
+class TableWork
+{
+public:
+    virtual void elements(std::uint64_t count) = 0;
+
+protected:
+    TableWork() = default;
+    TableWork(const TableWork&) = default;
+    TableWork& operator=(const TableWork&) = default;
+    ~TableWork() = default;
 };
 
 // Converts a value into a key; false for nil, tables, functions, userdata, iterators,
@@ -131,7 +205,9 @@ bool tryMakeKeyFromValue(const Value& value, TableKey& out);
 // A null table reads as nil, ignores stores and has length 0.
 Value tableGetByKey(const Table* table, const TableKey& key);
 void tableSetByKey(Table* table, const TableKey& key, Value value);
-std::int64_t tableSequenceLength(Table* table);
+// The border, extended through consecutive integer keys of the hash part: each key found there is an
+// element of `work`.
+std::int64_t tableSequenceLength(Table* table, TableWork* work = nullptr);
 
 // Reads t[index] for an integer index without building a key.
 [[gnu::always_inline]] inline Value tableGetInteger(const Table* table, std::int64_t index)
