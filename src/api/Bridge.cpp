@@ -1,4 +1,5 @@
 // Value bridging between the public LuaValue and the interpreter's Value, both ways.
+#include "api/PublicText.hpp"
 #include "runtime/Interpreter.hpp"
 #include "support/StackGuard.hpp"
 
@@ -90,14 +91,28 @@ Value LuaVM::Impl::publicToValue(const LuaValue& value) const
         }
         return Value(std::move(table));
     }
-    case LuaValue::Type::Function: return Value(Ref<LuaFunctionHandle>(value.asFunction().get()));
+    case LuaValue::Type::Function:
+        if (!value.asFunction())
+        {
+            return Value(emptyFunction); // a host's empty handle: a function that cannot be called
+        }
+        return Value(Ref<LuaFunctionHandle>(value.asFunction().get()));
     }
     return Value();
 }
 
 LuaValue LuaVM::Impl::valueToPublic(const Value& value) const
 {
+    return valueToPublic(value, nullptr);
+}
+
+LuaValue LuaVM::Impl::valueToPublic(const Value& value, BridgeMeter* meter) const
+{
     guardBridgeDepth();
+    if (meter != nullptr)
+    {
+        meter->convert(value.isString() ? value.string()->size() : 0);
+    }
     switch (value.kind())
     {
     case ValueKind::Nil: return LuaValue();
@@ -108,7 +123,7 @@ LuaValue LuaVM::Impl::valueToPublic(const Value& value) const
     case ValueKind::Function:
     {
         LuaFunctionHandle* handle = value.function();
-        if (!handle)
+        if (!handle || handle == emptyFunction.get())
         {
             return LuaValue(std::shared_ptr<LuaFunctionHandle>());
         }
@@ -118,8 +133,12 @@ LuaValue LuaVM::Impl::valueToPublic(const Value& value) const
     case ValueKind::Table:
     {
         Table* table = value.table();
-        const std::int64_t length = tableSequenceLength(table);
+        const std::int64_t length = tableSequenceLength(table, meter != nullptr ? meter->work() : nullptr);
         bool isArray = table->hash.empty();
+        if (meter != nullptr)
+        {
+            meter->pass(table->array.size() + table->hash.entries().size()); // slots looked at, nil or not
+        }
         for (std::size_t p = static_cast<std::size_t>(length); isArray && p < table->array.size(); ++p)
         {
             isArray = table->array[p].isNil();
@@ -130,7 +149,7 @@ LuaValue LuaVM::Impl::valueToPublic(const Value& value) const
             elements.reserve(static_cast<std::size_t>(length));
             for (std::int64_t i = 1; i <= length; ++i)
             {
-                elements.push_back(valueToPublic(tableGetInteger(table, i)));
+                elements.push_back(valueToPublic(tableGetInteger(table, i), meter));
             }
             return LuaValue(std::move(elements));
         }
@@ -139,12 +158,19 @@ LuaValue LuaVM::Impl::valueToPublic(const Value& value) const
         {
             if (!table->array[p].isNil())
             {
-                map.insert_or_assign(std::to_string(p + 1), valueToPublic(table->array[p]));
+                map.insert_or_assign(std::to_string(p + 1), valueToPublic(table->array[p], meter));
             }
         }
         for (const HashPart::Entry& entry : table->hash.entries())
         {
-            map.insert_or_assign(keyText(entry.key), valueToPublic(entry.value));
+            if (entry.live())
+            {
+                if (meter != nullptr)
+                {
+                    meter->convert(entry.key.text().size()); // the key's text
+                }
+                map.insert_or_assign(keyText(entry.key), valueToPublic(entry.value, meter));
+            }
         }
         return LuaValue(std::move(map));
     }

@@ -78,6 +78,10 @@ struct FileCloser
 
 LuaBytecode LuaVM::compileScript(const std::string& source, const std::string& chunkName)
 {
+    if (!impl_)
+    {
+        throw zq::runtime_error(kMovedFromMessage);
+    }
     zq::initStackLimit();
     HeapScope scope(impl_->heap);
     impl_->parseScript(source, chunkName); // validation only: the tree is discarded
@@ -120,6 +124,10 @@ bool LuaVM::writeBytecodeFile(const std::string& source, const std::string& path
 
 LuaResult LuaVM::runBytecode(const LuaBytecode& bytecode)
 {
+    if (!impl_)
+    {
+        return movedFromResult();
+    }
     std::string chunkName;
     std::string source;
     try
@@ -150,6 +158,10 @@ LuaResult LuaVM::runBytecode(const LuaBytecode& bytecode)
 
 LuaResult LuaVM::runBytecodeFile(const std::string& path)
 {
+    if (!impl_)
+    {
+        return movedFromResult();
+    }
     LuaBytecode bytecode;
     try
     {
@@ -189,6 +201,10 @@ LuaResult LuaVM::runScriptFromBytecodeFile(const std::string& path)
 
 LuaResult LuaVM::runScriptFile(const std::string& path)
 {
+    if (!impl_)
+    {
+        return movedFromResult();
+    }
     std::unique_ptr<zqfs_file, FileCloser> file(zqfs_fopen(path.c_str(), "rb"));
     if (!file)
     {

@@ -1,6 +1,7 @@
 // The facade: LuaVM's members, runs and their results, host-function binding.
 #include "velmar/lua/LuaVM.hpp"
 
+#include "api/PublicText.hpp"
 #include "runtime/Interpreter.hpp"
 #include "support/StackGuard.hpp"
 
@@ -17,6 +18,9 @@ std::atomic<std::uint64_t> gInterpreterSerials{0};
 LuaVM::Impl::Impl(LuaVM* owner) : owner(owner), serial(gInterpreterSerials.fetch_add(1) + 1)
 {
     HeapScope scope(heap);
+    emptyFunction = makeNativeFunction("", [](LuaVM&, ValueSpan, unsigned line) -> MultiValue {
+        failRuntime(line, "attempt to call an empty function");
+    });
     bindDefaults();
     stringLibrarySlot = resolveGlobalSlot("string");
 }
@@ -29,6 +33,7 @@ LuaVM::Impl::~Impl()
         global = Value();
     }
     pendingReturn.clear();
+    emptyFunction = Ref<LuaFunctionHandle>();
     heap.collect(); // what only cycles still hold goes with the VM
 }
 
@@ -186,12 +191,16 @@ void LuaVM::Impl::bindFunction(const std::string& name, NativeFunction fn)
     // The calling interpreter, not this one, converts: a host may hand the function to another VM,
     // which can call it after this one is gone.
     auto wrapper = [fn = std::move(fn), name](LuaVM& vm, ValueSpan args, unsigned line) -> MultiValue {
-        const Impl& caller = Impl::of(vm);
+        Impl& caller = Impl::of(vm);
+        // The arguments' conversion is the caller's work, and their public copies its memory while
+        // the host function holds them.
+        WorkMeter work(caller, line);
+        BridgeMeter meter(work);
         std::vector<LuaValue> arguments;
         arguments.reserve(args.size());
         for (const Value& argument : args)
         {
-            arguments.push_back(caller.valueToPublic(argument));
+            arguments.push_back(caller.valueToPublic(argument, &meter));
         }
         try
         {
@@ -247,8 +256,20 @@ LuaVM& LuaVM::operator=(LuaVM&& other) noexcept
     return *this;
 }
 
+LuaResult movedFromResult()
+{
+    LuaResult result;
+    result.error = kMovedFromMessage;
+    return result;
+}
+
+// A moved-from LuaVM has no Impl: its runs fail, its setters do nothing and it holds no memory.
 void LuaVM::bindFunction(const std::string& name, NativeFunction fn)
 {
+    if (!impl_)
+    {
+        return;
+    }
     HeapScope scope(impl_->heap);
     impl_->bindFunction(name, std::move(fn));
 }
@@ -257,6 +278,10 @@ void LuaVM::bindFunction(const std::string& name, NativeFunction fn)
 // first value crosses, even on a thread that has not run a script yet.
 void LuaVM::setGlobal(const std::string& name, const LuaValue& value)
 {
+    if (!impl_)
+    {
+        return;
+    }
     zq::initStackLimit();
     HeapScope scope(impl_->heap);
     impl_->setGlobalValue(name, impl_->publicToValue(value));
@@ -264,6 +289,10 @@ void LuaVM::setGlobal(const std::string& name, const LuaValue& value)
 
 bool LuaVM::getGlobal(const std::string& name, LuaValue& out) const
 {
+    if (!impl_)
+    {
+        return false;
+    }
     zq::initStackLimit();
     HeapScope scope(impl_->heap);
     try
@@ -284,27 +313,36 @@ bool LuaVM::getGlobal(const std::string& name, LuaValue& out) const
 
 LuaResult LuaVM::runScriptString(const std::string& source, const std::string& chunkName)
 {
-    return impl_->runScriptString(source, chunkName);
+    return impl_ ? impl_->runScriptString(source, chunkName) : movedFromResult();
 }
 
 void LuaVM::setStepLimit(std::uint64_t steps)
 {
-    impl_->stepLimit = steps;
+    if (impl_)
+    {
+        impl_->stepLimit = steps;
+    }
 }
 
 void LuaVM::setMemoryLimit(std::size_t bytes)
 {
-    impl_->heap.setLimit(bytes);
+    if (impl_)
+    {
+        impl_->heap.setLimit(bytes);
+    }
 }
 
 std::size_t LuaVM::memoryInUse() const noexcept
 {
-    return impl_->heap.bytesInUse();
+    return impl_ ? impl_->heap.bytesInUse() : 0;
 }
 
 void LuaVM::interrupt() noexcept
 {
-    impl_->attention.fetch_or(Impl::kInterrupt, std::memory_order_relaxed);
+    if (impl_)
+    {
+        impl_->attention.fetch_or(Impl::kInterrupt, std::memory_order_relaxed);
+    }
 }
 
 std::string LuaVM::valueToString(const LuaValue& value)

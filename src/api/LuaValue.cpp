@@ -1,6 +1,8 @@
 // LuaValue: constructors, checked accessors and the text of a public value.
 #include "velmar/lua/LuaValue.hpp"
 
+#include "api/PublicText.hpp"
+
 #include "runtime/Function.hpp"
 #include "support/Errors.hpp"
 #include "support/NumberFormat.hpp"
@@ -275,11 +277,20 @@ std::string LuaValue::functionName() const
 namespace
 {
 
-void appendText(std::string& out, const LuaValue& value)
+// Text handed to a sink once it reaches this size.
+constexpr std::size_t kTextPiece = 64 * 1024;
+
+} // namespace
+
+void appendPublicText(std::string& out, const LuaValue& value, TextSink* sink)
 {
     if (zq::stackExhausted())
     {
         throw zq::runtime_error("stack overflow"); // a table nested too deeply (or containing itself)
+    }
+    if (sink != nullptr && out.size() >= kTextPiece)
+    {
+        sink->take(out);
     }
     switch (value.type())
     {
@@ -287,7 +298,16 @@ void appendText(std::string& out, const LuaValue& value)
     case LuaValue::Type::Integer: zq::append_number(out, value.asInteger()); return;
     case LuaValue::Type::Float: zq::append_number(out, value.asFloat()); return;
     case LuaValue::Type::Boolean: out += value.asBoolean() ? "true" : "false"; return;
-    case LuaValue::Type::String: out += value.asString(); return;
+    case LuaValue::Type::String:
+        if (sink != nullptr && value.asString().size() >= kTextPiece)
+        {
+            sink->take(out);
+            std::string text = value.asString(); // a copy the sink may consume
+            sink->take(text);
+            return;
+        }
+        out += value.asString();
+        return;
     case LuaValue::Type::Array:
     {
         out += '[';
@@ -299,7 +319,7 @@ void appendText(std::string& out, const LuaValue& value)
                 out += ", ";
             }
             first = false;
-            appendText(out, element);
+            appendPublicText(out, element, sink);
         }
         out += ']';
         return;
@@ -317,7 +337,7 @@ void appendText(std::string& out, const LuaValue& value)
             first = false;
             out += key;
             out += ": ";
-            appendText(out, element);
+            appendPublicText(out, element, sink);
         }
         out += '}';
         return;
@@ -330,13 +350,11 @@ void appendText(std::string& out, const LuaValue& value)
     }
 }
 
-} // namespace
-
 std::string LuaValue::toString() const
 {
     zq::initStackLimit();
     std::string out;
-    appendText(out, *this);
+    appendPublicText(out, *this, nullptr);
     return out;
 }
 

@@ -647,3 +647,46 @@ bool zqfs_export_image(const char* name)
     (void)name;
     return failWith(zq::kErrorInvalidArgument, false);
 }
+
+namespace zq
+{
+
+std::size_t fileHeldBytes(const zqfs_file* handle) noexcept
+{
+    if (handle == nullptr)
+    {
+        return 0;
+    }
+    return handle->buffer != nullptr ? handle->capacity : (handle->hostBytes != nullptr ? handle->length : 0);
+}
+
+std::size_t fileHeldBytesAfterWrite(const zqfs_file* handle, std::size_t count) noexcept
+{
+    if (handle == nullptr || handle->kind != FileKind::Ordinary || !handle->writable)
+    {
+        return fileHeldBytes(handle);
+    }
+    const std::size_t at = handle->append ? handle->length : handle->position;
+    const std::size_t need = at > SIZE_MAX - count ? SIZE_MAX : at + count;
+    if (need <= handle->capacity)
+    {
+        return handle->capacity;
+    }
+    std::size_t capacity = handle->capacity != 0 ? handle->capacity : kFirstCapacity; // as reserve() grows
+    while (capacity < need)
+    {
+        if (capacity > SIZE_MAX / 2)
+        {
+            return SIZE_MAX;
+        }
+        capacity *= 2;
+    }
+    return capacity;
+}
+
+std::size_t fileLength(const zqfs_file* handle) noexcept
+{
+    return handle != nullptr && handle->kind == FileKind::Ordinary ? handle->length : 0;
+}
+
+} // namespace zq

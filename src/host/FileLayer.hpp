@@ -81,3 +81,16 @@ VELMAR_LUA_API std::size_t zqfs_image_size(void);
 VELMAR_LUA_API bool zqfs_export_image(const char* name);
 
 } // extern "C"
+
+namespace zq
+{
+
+// The memory an open handle holds for its file: its private buffer, or the host's bytes it reads in
+// place. 0 for a null handle.
+std::size_t fileHeldBytes(const zqfs_file* handle) noexcept;
+// What it would hold after writing `count` bytes at its position (appending, in append mode).
+std::size_t fileHeldBytesAfterWrite(const zqfs_file* handle, std::size_t count) noexcept;
+// The file's current length in bytes; 0 for a null or console handle.
+std::size_t fileLength(const zqfs_file* handle) noexcept;
+
+} // namespace zq

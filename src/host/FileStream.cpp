@@ -208,6 +208,21 @@ long long fstream::tell(bool allowed) const
     return zqfs_ftell(file_);
 }
 
+std::size_t fstream::held_bytes() const
+{
+    return fileHeldBytes(file_);
+}
+
+std::size_t fstream::held_bytes_after_write(std::size_t count) const
+{
+    return fileHeldBytesAfterWrite(file_, count);
+}
+
+std::size_t fstream::length() const
+{
+    return fileLength(file_);
+}
+
 long long fstream::tellg() const
 {
     return tell(canRead_);

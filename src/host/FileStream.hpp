@@ -99,6 +99,11 @@ public:
     long long tellg() const;
     long long tellp() const;
 
+    // The memory the open file holds now, and would hold after writing `count` bytes; its length.
+    std::size_t held_bytes() const;
+    std::size_t held_bytes_after_write(std::size_t count) const;
+    std::size_t length() const;
+
     bool good() const { return state_ == 0; }
     bool fail() const { return (state_ & (kFailBit | kBadBit)) != 0; }
     bool bad() const { return (state_ & kBadBit) != 0; }

@@ -1,5 +1,6 @@
 // Expression evaluation: operators, constructors, indexing, calls and assignment targets.
 #include "runtime/Interpreter.hpp"
+#include "runtime/WorkMeter.hpp"
 
 #include <cmath>
 #include <cstring>
@@ -28,6 +29,9 @@ TableKey stringKey(const Value& text)
     failRuntime(line, std::string("operator '") + symbol + "' expects numbers");
 }
 
+// Results at least this long are copied in charged pieces.
+constexpr std::size_t kCopyInPieces = 1u << 20;
+
 // Spends the bytes it produces against the step budget (before copying, when the size is known).
 Value concatenate(LuaVM::Impl& vm, const Value& left, const Value& right, std::uint32_t line)
 {
@@ -35,10 +39,19 @@ Value concatenate(LuaVM::Impl& vm, const Value& left, const Value& right, std::u
     {
         const LuaString& a = *left.string();
         const LuaString& b = *right.string();
-        vm.spendStepsForBytes(a.size() + b.size(), line);
         Ref<LuaString> joined = LuaString::makeUninitialized(a.size() + b.size());
-        std::memcpy(joined->mutableData(), a.data(), a.size());
-        std::memcpy(joined->mutableData() + a.size(), b.data(), b.size());
+        if (a.size() + b.size() < kCopyInPieces) [[likely]]
+        {
+            vm.spendStepsForBytes(a.size() + b.size(), line);
+            std::memcpy(joined->mutableData(), a.data(), a.size());
+            std::memcpy(joined->mutableData() + a.size(), b.data(), b.size());
+        }
+        else
+        {
+            WorkMeter meter(vm, line); // a huge copy stops promptly at an interrupt
+            copyMetered(meter, joined->mutableData(), a.data(), a.size());
+            copyMetered(meter, joined->mutableData() + a.size(), b.data(), b.size());
+        }
         return Value(std::move(joined));
     }
     std::string text;
@@ -46,6 +59,28 @@ Value concatenate(LuaVM::Impl& vm, const Value& left, const Value& right, std::u
     right.appendTo(text);
     vm.spendStepsForBytes(text.size(), line);
     return Value(text);
+}
+
+// The length operator; a border that continues through many keys of the hash part spends steps.
+[[gnu::always_inline]] inline std::int64_t lengthOf(LuaVM::Impl& vm, Table* table, std::uint32_t line)
+{
+    if (table->lengthVersion == table->version || table->hash.empty()) [[likely]]
+    {
+        return tableSequenceLength(table);
+    }
+    WorkMeter meter(vm, line);
+    return tableSequenceLength(table, &meter);
+}
+
+// Two distinct strings of the same length compare byte by byte: long ones spend steps for it.
+[[gnu::always_inline]] inline void chargeLongEquality(LuaVM::Impl& vm, const Value& left, const Value& right,
+                                                     std::uint32_t line)
+{
+    if (left.isString() && right.isString() && left.string() != right.string() &&
+        left.string()->size() == right.string()->size())
+    {
+        vm.spendStepsForBytes(left.string()->size(), line);
+    }
 }
 
 } // namespace
@@ -497,7 +532,7 @@ Value LuaVM::Impl::evaluateUnary(const UnaryExpr& expr, Environment* environment
         }
         if (operand.isTable())
         {
-            return Value(static_cast<long long>(tableSequenceLength(operand.table())));
+            return Value(static_cast<long long>(lengthOf(*this, operand.table(), expr.line)));
         }
         failRuntime(expr.line, "length operator expects a string or table");
     default: failRuntime(expr.line, "unsupported expression");
@@ -591,8 +626,11 @@ Value LuaVM::Impl::binaryOperation(const BinaryExpr& expr, const Value& left, co
         {
             return Value(left.integer() == right.integer());
         }
+        chargeLongEquality(*this, left, right, expr.line);
         return Value(valuesEqual(left, right));
-    case TokenKind::NotEqual: return Value(!valuesEqual(left, right));
+    case TokenKind::NotEqual:
+        chargeLongEquality(*this, left, right, expr.line);
+        return Value(!valuesEqual(left, right));
     case TokenKind::Less:
         if (left.isInteger() && right.isInteger())
         {
@@ -636,6 +674,8 @@ Value LuaVM::Impl::compareValues(const Value& left, const Value& right, TokenKin
     }
     else if (left.isString() && right.isString())
     {
+        // Comparing reads at most the shorter string's bytes.
+        spendStepsForBytes(std::min(left.string()->size(), right.string()->size()), line);
         const int compared = left.stringView().compare(right.stringView());
         order = compared < 0 ? -1 : (compared > 0 ? 1 : 0);
     }

@@ -338,7 +338,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     }
     LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, environment, storedSlots);
     MultiValue item;
-    while (nextIteratorItem(state, item))
+    while (nextIteratorItem(state, item, this, statement.line))
     {
         Environment* body = loop.next();
         for (std::size_t i = 0; i < statement.variableSlots.size(); ++i)

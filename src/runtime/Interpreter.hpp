@@ -21,6 +21,7 @@ namespace velmar::lua
 {
 
 class NativeObject;
+class BridgeMeter;
 
 // How a statement ended: normally, or by a return or break that the enclosing code must honour.
 enum class ExecStatus : std::uint8_t
@@ -124,6 +125,7 @@ public:
     LuaResult makeFailure(const ProtectedRuntimeError& error, const std::string& chunkName) const;
     Value publicToValue(const LuaValue& value) const;
     LuaValue valueToPublic(const Value& value) const;
+    LuaValue valueToPublic(const Value& value, BridgeMeter* meter) const; // charging the run as it goes
 
     // Reasons for the evaluator to look up from its work at the next step (kInterrupt, or the heap's
     // kCollectionDue); set from any thread, so atomic. Declared first with the heap: everything
@@ -138,6 +140,8 @@ public:
     GlobalSlotTable globalTable;
     std::unordered_map<std::string_view, Value> internedNames; // views into the strings they map to
     std::int32_t exitCode = -1;
+    // What an empty function handle from the host becomes: every value needs an object to count on.
+    Ref<LuaFunctionHandle> emptyFunction;
 
     MultiValue pendingReturn;         // values of the return statement being unwound, unless...
     Value pendingValue;               // ...it returned one plain expression: its value waits here
@@ -245,6 +249,10 @@ public:
 // Gives every local reference its run-time depth, counting only scopes that hold locals: the
 // evaluator makes no environment for the others.
 void elideEmptyScopes(const StmtList& statements, const std::string& chunkName);
+
+// What every run of a moved-from LuaVM returns: a failure, "this interpreter was moved from".
+LuaResult movedFromResult();
+constexpr const char* kMovedFromMessage = "this interpreter was moved from";
 
 // Field lookup on a userdata value: the methods of files and streams (io library).
 Value nativeObjectField(LuaVM::Impl& vm, NativeObject* object, const Value& key, std::uint32_t line);

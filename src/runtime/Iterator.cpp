@@ -1,12 +1,14 @@
 // Stepping iterator values: gmatch lists, pairs cursors and ipairs indices.
 #include "runtime/Iterator.hpp"
 
+#include "runtime/WorkMeter.hpp"
+
 #include <algorithm>
 
 namespace velmar::lua
 {
 
-bool nextIteratorItem(IteratorState& state, MultiValue& out)
+bool nextIteratorItem(IteratorState& state, MultiValue& out, LuaVM::Impl* vm, std::uint32_t line)
 {
     out.clear();
     switch (state.kind)
@@ -33,24 +35,40 @@ bool nextIteratorItem(IteratorState& state, MultiValue& out)
         {
             return false;
         }
-        // The array part is read at its current size on every step.
+        // The array part is read at its current size on every step. Nil slots are passed in pieces,
+        // each charged before the next, so a long run of them stops at the budget.
+        constexpr std::size_t kPiece = 4096;
         while (state.cursor < table->array.size())
         {
-            const std::size_t position = state.cursor++;
-            if (!table->array[position].isNil())
+            const std::size_t stop = std::min(table->array.size(), state.cursor + kPiece);
+            const std::size_t from = state.cursor;
+            while (state.cursor < stop)
             {
-                out.push(Value(static_cast<long long>(position + 1)));
-                out.push(table->array[position]);
-                return true;
+                const std::size_t position = state.cursor++;
+                if (!table->array[position].isNil())
+                {
+                    out.push(Value(static_cast<long long>(position + 1)));
+                    out.push(table->array[position]);
+                    return true;
+                }
+            }
+            if (vm)
+            {
+                WorkMeter(*vm, line).scanned(state.cursor - from);
             }
         }
-        const auto& entries = table->hash.entries();
-        const std::size_t end = std::min(state.hashEnd, entries.size());
-        if (state.hashCursor >= end)
+        // The hash cursor is a rank among the live entries, so removing the entry just yielded moves
+        // the next one into the cursor's place, as if the later entries had shifted down.
+        if (state.hashCursor >= state.hashEnd)
         {
             return false;
         }
-        const HashPart::Entry& entry = entries[state.hashCursor++];
+        const HashPart::Entry* found = table->hash.entryAtRank(state.hashCursor++);
+        if (!found)
+        {
+            return false;
+        }
+        const HashPart::Entry& entry = *found;
         out.push(entry.key.asValue());
         out.push(entry.value);
         return true;

@@ -3,6 +3,7 @@
 
 #include "runtime/MultiValue.hpp"
 #include "runtime/Table.hpp"
+#include "velmar/lua/LuaVM.hpp"
 
 #include <vector>
 
@@ -38,7 +39,8 @@ public:
     std::int64_t length = 0;
 };
 
-// Fills `out` with the next item; false when the iteration is over.
-bool nextIteratorItem(IteratorState& state, MultiValue& out);
+// Fills `out` with the next item; false when the iteration is over. With a VM, passing over a long
+// run of nil array slots spends its steps (a slot passed is an element of work).
+bool nextIteratorItem(IteratorState& state, MultiValue& out, LuaVM::Impl* vm = nullptr, std::uint32_t line = 0);
 
 } // namespace velmar::lua

@@ -1,6 +1,7 @@
 // The one userdata type: an open file or a console stream.
 #pragma once
 
+#include "runtime/Heap.hpp"
 #include "runtime/RefCounted.hpp"
 
 #include <memory>
@@ -23,6 +24,10 @@ public:
         Stream,
     };
 
+    NativeObject() = default;
+    NativeObject(const NativeObject&) = delete;
+    NativeObject& operator=(const NativeObject&) = delete;
+    ~NativeObject() { creditBytes(heldBytes); }
     static void destroy(NativeObject* object) noexcept { destroyRefObject(RefKind::UserData, object); }
 
     Kind kind = Kind::File;
@@ -30,6 +35,7 @@ public:
     bool readable = false;
     bool writable = false;
     std::string name;
+    std::size_t heldBytes = 0; // the file's memory, as charged to the memory limit
 };
 
 } // namespace velmar::lua

@@ -1,5 +1,7 @@
 // The base functions: print, tostring, tonumber, type, assert, error, pcall, pairs, ipairs.
+#include "api/PublicText.hpp"
 #include "runtime/Iterator.hpp"
+#include "runtime/WorkMeter.hpp"
 #include "stdlib/Library.hpp"
 
 #include <cerrno>
@@ -16,11 +18,25 @@ using Impl = LuaVM::Impl;
 MultiValue luaToString(LuaVM&, ValueSpan args, unsigned)
 {
     Impl::requireArgumentCount("tostring", args.size(), 1, 1);
+    if (args[0].isString())
+    {
+        return MultiValue(args[0]); // its own text: shared, not copied
+    }
     return MultiValue(Value(args[0].toString()));
 }
 
+// The text of an error value, with the copy charged to the run before it is made.
+std::string messageText(LuaVM& vm, const Value& value, unsigned line)
+{
+    if (value.isString())
+    {
+        Impl::of(vm).spendStepsForBytes(value.string()->size(), line);
+    }
+    return value.toString();
+}
+
 // Integer scan in the given base, then (base 10 only) the double scan; "" reads as 0.
-MultiValue luaToNumber(LuaVM&, ValueSpan args, unsigned line)
+MultiValue luaToNumber(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("tonumber", args.size(), 1, 2);
     const Value& value = args[0];
@@ -36,6 +52,8 @@ MultiValue luaToNumber(LuaVM&, ValueSpan args, unsigned line)
     const int base = requestedBase < 0 || requestedBase > 36 ? -1 : static_cast<int>(requestedBase);
     const char* text = value.string()->data();
     const char* textEnd = text + value.string()->size();
+    // Both scans read the whole text at worst, a byte at a time; charged before.
+    WorkMeter(Impl::of(vm), line).scanned(2 * value.string()->size());
     if (base >= 0)
     {
         errno = 0;
@@ -62,12 +80,12 @@ MultiValue luaType(LuaVM&, ValueSpan args, unsigned)
     return MultiValue(Value(describeValueType(args[0])));
 }
 
-MultiValue luaAssert(LuaVM&, ValueSpan args, unsigned line)
+MultiValue luaAssert(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("assert", args.size(), 1, kUnbounded);
     if (!args[0].isTruthy())
     {
-        failRuntime(line, args.size() == 1 ? std::string("assertion failed!") : args[1].toString());
+        failRuntime(line, args.size() == 1 ? std::string("assertion failed!") : messageText(vm, args[1], line));
     }
     MultiValue results;
     for (const Value& argument : args)
@@ -77,10 +95,10 @@ MultiValue luaAssert(LuaVM&, ValueSpan args, unsigned line)
     return results;
 }
 
-MultiValue luaError(LuaVM&, ValueSpan args, unsigned line)
+MultiValue luaError(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("error", args.size(), 0, 2);
-    failRuntime(line, args.empty() ? std::string("error") : args[0].toString()); // the level is ignored
+    failRuntime(line, args.empty() ? std::string("error") : messageText(vm, args[0], line)); // the level is ignored
 }
 
 MultiValue luaPcall(LuaVM& vm, ValueSpan args, unsigned line)
@@ -103,10 +121,14 @@ MultiValue luaPcall(LuaVM& vm, ValueSpan args, unsigned line)
     }
     catch (const ProtectedRuntimeError& error)
     {
+        gLuaProtectedDepth = depth;
+        Impl::of(vm).spendStepsForBytes(error.message.size(), line); // the message becomes a value
         failure = MultiValue{Value(false), Value(error.message)};
     }
     catch (const zq::exception& error)
     {
+        gLuaProtectedDepth = depth;
+        Impl::of(vm).spendStepsForBytes(error.message().size(), line);
         failure = MultiValue{Value(false), Value(error.message())};
     }
     catch (...)
@@ -132,7 +154,7 @@ MultiValue luaPairs(LuaVM&, ValueSpan args, unsigned line)
     return MultiValue(Value(std::move(state)));
 }
 
-MultiValue luaIPairs(LuaVM&, ValueSpan args, unsigned line)
+MultiValue luaIPairs(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("ipairs", args.size(), 1, 1);
     if (!args[0].isTable())
@@ -142,23 +164,61 @@ MultiValue luaIPairs(LuaVM&, ValueSpan args, unsigned line)
     Ref<IteratorState> state = makeRef<IteratorState>();
     state->kind = IteratorState::Kind::IPairs;
     state->table = Ref<Table>(args[0].table());
-    state->length = tableSequenceLength(state->table.get());
+    WorkMeter meter(Impl::of(vm), line);
+    state->length = tableSequenceLength(state->table.get(), &meter);
     return MultiValue(Value(std::move(state)));
 }
 
-// print goes through the host-function bridge, so it formats public values (arrays, maps, [function f]).
-LuaValue luaPrint(LuaVM&, const std::vector<LuaValue>& args)
+// Writes print's text to the console a piece at a time, charging each piece as it goes.
+class ConsoleSink final : public TextSink
 {
-    for (std::size_t i = 0; i < args.size(); ++i)
+public:
+    explicit ConsoleSink(WorkMeter& work) noexcept : work_(work) {}
+    void take(std::string& text) override
+    {
+        work_.scanned(text.size()); // the console looks at every byte
+        writeVelmarBootText(text);
+        text.clear();
+    }
+
+private:
+    WorkMeter& work_;
+};
+
+// print shows public values (arrays, maps, [function f]), exactly as a host function given its
+// arguments would: all of them are converted before anything is written. The text of a huge value
+// reaches the console in pieces instead of being built whole.
+MultiValue luaPrint(LuaVM& vm, ValueSpan args, unsigned line)
+{
+    Impl& impl = Impl::of(vm);
+    WorkMeter work(impl, line);
+    BridgeMeter meter(work);
+    std::vector<LuaValue> values;
+    values.reserve(args.size());
+    for (const Value& argument : args)
+    {
+        values.push_back(impl.valueToPublic(argument, &meter));
+    }
+    ConsoleSink sink(work);
+    std::string text;
+    for (std::size_t i = 0; i < values.size(); ++i)
     {
         if (i != 0)
         {
-            writeVelmarBootText("\t");
+            text += '\t';
         }
-        writeVelmarBootText(args[i].toString());
+        try
+        {
+            appendPublicText(text, values[i], &sink);
+        }
+        catch (const zq::exception& error)
+        {
+            failRuntime(line, std::string("print: ") + error.message()); // as the host-function bridge names it
+        }
     }
-    writeVelmarBootText("\n");
-    return LuaValue();
+    text += '\n';
+    sink.take(text);
+    return MultiValue(Value());
 }
 
 } // namespace
@@ -166,7 +226,7 @@ LuaValue luaPrint(LuaVM&, const std::vector<LuaValue>& args)
 void bindBaseLibrary(LuaVM::Impl& vm)
 {
     vm.setGlobalValue("_VERSION", Value("VelmarLua 0.2"));
-    vm.bindFunction("print", luaPrint);
+    vm.bindNativeGlobal("print", luaPrint);
     vm.bindNativeGlobal("tostring", luaToString);
     vm.bindNativeGlobal("tonumber", luaToNumber);
     vm.bindNativeGlobal("type", luaType);

@@ -1,6 +1,7 @@
 // The io library: io.open and io.write, the two console streams, and the methods of file handles.
 #include "host/FileStream.hpp"
 #include "runtime/NativeObject.hpp"
+#include "runtime/WorkMeter.hpp"
 #include "stdlib/Library.hpp"
 #include "velmar/lua/HostInterface.hpp"
 
@@ -30,19 +31,43 @@ zq::fstream* openStream(const NativeObject& object)
     return object.file && object.file->is_open() ? object.file.get() : nullptr;
 }
 
-void writeConsoleValue(const Value& value)
+// Bytes go to the console and to files in pieces of this size, each charged before it is written.
+constexpr std::size_t kPiece = 64 * 1024;
+
+void writeConsoleValue(WorkMeter& meter, const Value& value)
 {
-    if (value.isString())
+    if (!value.isString())
     {
-        zq_lua_write(value.string()->data(), value.string()->size());
+        writeVelmarBootText(value.toString());
         return;
     }
-    writeVelmarBootText(value.toString());
+    const std::string_view text = value.stringView();
+    for (std::size_t at = 0; at < text.size(); at += kPiece)
+    {
+        const std::size_t piece = std::min(kPiece, text.size() - at);
+        meter.scanned(piece); // the console looks at every byte
+        zq_lua_write(text.data() + at, piece);
+    }
+}
+
+// Keeps what the memory limit counts for a file equal to what its stream holds: growth is charged
+// before it happens, and a breach fails the run with "not enough memory".
+void holdFileMemory(NativeObject& object, std::size_t bytes)
+{
+    if (bytes > object.heldBytes)
+    {
+        chargeBytes(bytes - object.heldBytes);
+    }
+    else
+    {
+        creditBytes(object.heldBytes - bytes);
+    }
+    object.heldBytes = bytes;
 }
 
 // The mode is searched for r, w, a and b anywhere; `+` and every other character are ignored, so
 // "r+" only reads and "w+" only writes.
-MultiValue ioOpen(LuaVM&, ValueSpan args, unsigned line)
+MultiValue ioOpen(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("io.open", args.size(), 1, 2);
     const Value& pathValue = Impl::requireString("io.open", args, 0, line);
@@ -83,22 +108,26 @@ MultiValue ioOpen(LuaVM&, ValueSpan args, unsigned line)
     object->readable = read || (!write && !append);
     object->writable = write || append;
     object->name = std::move(path);
+    // The host read the whole file to open it, and the handle holds it while open.
+    WorkMeter(Impl::of(vm), line).bytes(object->file->length());
+    holdFileMemory(*object, object->file->held_bytes());
     return MultiValue(Value(std::move(object)));
 }
 
-MultiValue ioWrite(LuaVM&, ValueSpan args, unsigned)
+MultiValue ioWrite(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("io.write", args.size(), 1, kUnbounded);
+    WorkMeter meter(Impl::of(vm), line);
     for (const Value& argument : args)
     {
-        writeConsoleValue(argument);
+        writeConsoleValue(meter, argument);
     }
     zq_lua_flush_output();
     return MultiValue(Value(true));
 }
 
 // Both streams end on the same console.
-MultiValue streamWrite(LuaVM&, ValueSpan args, unsigned line)
+MultiValue streamWrite(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("stream:write", args.size(), 2, kUnbounded);
     const NativeObject* stream = Impl::requireUserData("stream:write", args, line, kStreamKind);
@@ -106,16 +135,17 @@ MultiValue streamWrite(LuaVM&, ValueSpan args, unsigned line)
     {
         return failure("stream is not available");
     }
+    WorkMeter meter(Impl::of(vm), line);
     for (std::size_t i = 1; i < args.size(); ++i)
     {
-        writeConsoleValue(args[i]);
+        writeConsoleValue(meter, args[i]);
     }
     zq_lua_flush_output();
     return MultiValue(args[0]);
 }
 
 // "*a" reads to the end; a number reads up to that many bytes. Any other format is not a number.
-MultiValue fileRead(LuaVM&, ValueSpan args, unsigned line)
+MultiValue fileRead(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("file:read", args.size(), 1, 2);
     zq::fstream* stream = openStream(*Impl::requireUserData("file:read", args, line, kFileKind));
@@ -124,64 +154,89 @@ MultiValue fileRead(LuaVM&, ValueSpan args, unsigned line)
         return MultiValue(Value());
     }
     stream->clear();
-    if (args.size() == 2 && args[1].isString() && args[1].stringView() == "*a")
+    const bool all = args.size() == 2 && args[1].isString() && args[1].stringView() == "*a";
+    std::uint64_t remaining = ~0ULL; // "*a": to the end
+    if (!all)
     {
-        std::string contents;
-        stream->read_to_end(contents);
-        return MultiValue(Value(std::string_view(contents)));
+        const std::int64_t count = Impl::requireInteger("file:read", args, 1, line);
+        if (count < 1)
+        {
+            return MultiValue(Value(std::string_view()));
+        }
+        remaining = static_cast<std::uint64_t>(count);
     }
-    const std::int64_t count = Impl::requireInteger("file:read", args, 1, line);
-    if (count < 1)
-    {
-        return MultiValue(Value(std::string_view()));
-    }
-    // Read in bounded pieces: a huge count must not allocate before the file proves that long.
-    constexpr std::size_t kPiece = 64 * 1024;
-    std::string bytes;
-    auto remaining = static_cast<std::uint64_t>(count);
+    // Read in bounded pieces, each charged as work and as memory before it is read: a huge count
+    // must not allocate before the file proves that long.
+    WorkMeter meter(Impl::of(vm), line);
+    CountedText bytes;
     while (remaining > 0)
     {
         const std::size_t want = static_cast<std::size_t>(std::min<std::uint64_t>(remaining, kPiece));
-        const std::size_t before = bytes.size();
-        bytes.resize(before + want);
-        stream->read(bytes.data() + before, want);
+        meter.bytes(want);
+        bytes.reserveFor(want);
+        std::string& text = bytes.str();
+        const std::size_t before = text.size();
+        text.resize(before + want);
+        stream->read(text.data() + before, want);
         const std::size_t got = stream->gcount();
-        bytes.resize(before + got);
+        text.resize(before + got);
         remaining -= got;
         if (got < want)
         {
             break;
         }
     }
-    if (bytes.empty())
+    if (all)
+    {
+        stream->clear(); // reading to the end is no failure
+        return MultiValue(makeStringMetered(meter, bytes.view()));
+    }
+    if (bytes.size() == 0)
     {
         return MultiValue(Value()); // at the end of the file
     }
-    return MultiValue(Value(std::string_view(bytes)));
+    return MultiValue(makeStringMetered(meter, bytes.view()));
 }
 
-MultiValue fileWrite(LuaVM&, ValueSpan args, unsigned line)
+MultiValue fileWrite(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("file:write", args.size(), 2, kUnbounded);
-    zq::fstream* stream = openStream(*Impl::requireUserData("file:write", args, line, kFileKind));
+    NativeObject* object = Impl::requireUserData("file:write", args, line, kFileKind);
+    zq::fstream* stream = openStream(*object);
     if (!stream)
     {
         return failure("file is not open");
     }
     stream->clear();
+    WorkMeter meter(Impl::of(vm), line);
     std::string text;
     for (std::size_t i = 1; i < args.size(); ++i)
     {
         const Value& argument = args[i];
+        std::string_view bytes;
         if (argument.isString())
         {
-            stream->write(argument.string()->data(), argument.string()->size());
+            bytes = argument.stringView();
         }
         else
         {
             text.clear();
             argument.appendTo(text);
-            stream->write(text.data(), text.size());
+            bytes = text;
+        }
+        // In pieces, each charged first: its bytes, and the file's growth (a write far past the end
+        // fills the gap with zero bytes) as work and as memory.
+        for (std::size_t at = 0; at < bytes.size() || at == 0; at += kPiece)
+        {
+            const std::size_t piece = std::min(kPiece, bytes.size() - at);
+            const std::size_t held = stream->held_bytes_after_write(piece);
+            meter.bytes(piece + (held > object->heldBytes ? held - object->heldBytes : 0));
+            holdFileMemory(*object, std::max(held, object->heldBytes));
+            stream->write(bytes.data() + at, piece);
+            if (stream->fail() || piece == 0)
+            {
+                break;
+            }
         }
         if (stream->fail())
         {
@@ -231,13 +286,15 @@ MultiValue fileSeek(LuaVM&, ValueSpan args, unsigned line)
 }
 
 // Closing twice is harmless; the handle stays a valid value whose methods report the closed file.
-MultiValue fileClose(LuaVM&, ValueSpan args, unsigned line)
+MultiValue fileClose(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("file:close", args.size(), 1, 1);
     NativeObject* object = Impl::requireUserData("file:close", args, line, kFileKind);
     if (object->file)
     {
+        WorkMeter(Impl::of(vm), line).bytes(object->file->length()); // the whole file goes to the host
         object->file->close();
+        holdFileMemory(*object, 0);
     }
     return MultiValue(Value(true));
 }

@@ -1,5 +1,6 @@
 // The string library: sub, find, match, gmatch, gsub, format, rep and unpack over byte strings.
 #include "runtime/Iterator.hpp"
+#include "runtime/WorkMeter.hpp"
 #include "stdlib/Library.hpp"
 #include "stdlib/PatternMatch.hpp"
 #include "support/NumberFormat.hpp"
@@ -83,8 +84,8 @@ MultiValue stringSub(LuaVM& vm, ValueSpan args, unsigned line)
         return MultiValue(subject); // the whole string: share it instead of copying
     }
     const auto size = static_cast<std::size_t>(stop - start + 1);
-    Impl::of(vm).spendStepsForBytes(size, line);
-    return MultiValue(Value(text.substr(static_cast<std::size_t>(start - 1), size)));
+    WorkMeter meter(Impl::of(vm), line);
+    return MultiValue(makeStringMetered(meter, text.substr(static_cast<std::size_t>(start - 1), size)));
 }
 
 MultiValue stringFind(LuaVM& vm, ValueSpan args, unsigned line)
@@ -130,11 +131,13 @@ MultiValue stringGmatch(LuaVM& vm, ValueSpan args, unsigned line)
     const zq::regex re(translateLuaPatternToRegex(pattern.stringView()));
     const std::string_view text = subject.stringView();
     Ref<IteratorState> state = makeRef<IteratorState>();
+    constexpr std::uint64_t kUnitsPerMatch = 6 * WorkMeter::kUnitsPerElement; // a search, a string, a list item
     state->kind = IteratorState::Kind::List;
     const zq::sregex_iterator end;
     for (zq::sregex_iterator it(text.data(), text.data() + text.size(), re, &budget); it != end; ++it)
     {
         const zq::match_results& match = *it;
+        budget.add(kUnitsPerMatch + match.length(0));
         if (match.size() > 1)
         {
             for (std::size_t i = 1; i < match.size(); ++i)
@@ -165,20 +168,17 @@ MultiValue stringGsub(LuaVM& vm, ValueSpan args, unsigned line)
     const std::string_view text = subject.stringView();
     const char* cursor = text.data();
     const char* const end = text.data() + text.size();
-    std::string result;
+    CountedText result;
     long long count = 0;
     zq::match_results match;
     // Each search treats the cursor as the start of the text, so a leading `^` anchors there every time.
     while (zq::regex_search(cursor, end, match, re, &budget))
     {
-        if (count == 0)
-        {
-            result.reserve(text.size());
-        }
         const zq::sub_match& whole = match[0];
-        budget.add(static_cast<std::size_t>(whole.first - cursor) + replacement.size()); // bytes produced
-        result.append(cursor, whole.first);
-        result += replacement;
+        // The bytes produced, and the replacement itself (a search and two appends).
+        budget.add(static_cast<std::size_t>(whole.first - cursor) + replacement.size() + 2 * WorkMeter::kUnitsPerElement);
+        result.append(std::string_view(cursor, static_cast<std::size_t>(whole.first - cursor)));
+        result.append(replacement);
         cursor = whole.second;
         ++count;
         if (whole.first == whole.second)
@@ -197,9 +197,9 @@ MultiValue stringGsub(LuaVM& vm, ValueSpan args, unsigned line)
     }
     else
     {
-        budget.add(static_cast<std::size_t>(end - cursor));
-        result.append(cursor, end);
-        results.push(Value(std::string_view(result)));
+        budget.add(2 * static_cast<std::size_t>(end - cursor) + result.size()); // the tail, and the copy
+        result.append(std::string_view(cursor, static_cast<std::size_t>(end - cursor)));
+        results.push(Value(result.view()));
     }
     results.push(Value(count));
     return results;
@@ -210,8 +210,11 @@ MultiValue stringFormat(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("string.format", args.size(), 1, kUnbounded);
     const std::string_view format = Impl::requireString("string.format", args, 0, line).stringView();
-    std::string out;
-    out.reserve(format.size());
+    WorkMeter meter(Impl::of(vm), line);
+    meter.scanned(format.size());
+    CountedText text;
+    text.reserveFor(format.size());
+    std::string& out = text.str();
     std::size_t next = 1;
     for (std::size_t i = 0; i < format.size(); ++i)
     {
@@ -244,21 +247,30 @@ MultiValue stringFormat(LuaVM& vm, ValueSpan args, unsigned line)
             {
                 failRuntime(line, "integer format expects a number");
             }
-            zq::append_number(out, static_cast<long long>(argument.asInteger()));
+            text.appendWith([&](std::string& into) { zq::append_number(into, static_cast<long long>(argument.asInteger())); });
             break;
         case 'f':
             if (!argument.isNumber())
             {
                 failRuntime(line, "float format expects a number");
             }
-            zq::append_number(out, argument.asFloat());
+            text.appendWith([&](std::string& into) { zq::append_number(into, argument.asFloat()); });
             break;
-        case 's': argument.appendTo(out); break;
+        case 's':
+            if (argument.isString())
+            {
+                meter.bytes(argument.string()->size());
+                text.append(argument.stringView());
+            }
+            else
+            {
+                text.appendWith([&](std::string& into) { argument.appendTo(into); });
+            }
+            break;
         default: failRuntime(line, std::string("unsupported format token %") + token);
         }
     }
-    Impl::of(vm).spendStepsForBytes(out.size(), line);
-    return MultiValue(Value(std::string_view(out)));
+    return MultiValue(makeStringMetered(meter, text.view()));
 }
 
 MultiValue stringRep(LuaVM& vm, ValueSpan args, unsigned line)
@@ -282,22 +294,26 @@ MultiValue stringRep(LuaVM& vm, ValueSpan args, unsigned line)
         throw std::bad_alloc();
     }
     const std::size_t total = piece * static_cast<std::size_t>(count);
-    Impl::of(vm).spendStepsForBytes(total, line); // before the work, so a step limit stops it unallocated
+    Impl& impl = Impl::of(vm);
+    impl.spendStepsForBytes(total, line); // before the work, so a step limit stops it unallocated
     Ref<LuaString> result = LuaString::makeUninitialized(total);
     char* data = result->mutableData();
     std::memcpy(data, subject.string()->data(), piece);
-    // Doubling copies keep the work linear with few, large copies.
+    // Doubling copies keep the work linear with few, large copies; in bounded pieces, so that an
+    // interrupt stops a huge one promptly.
+    constexpr std::size_t kPiece = 1u << 20;
     for (std::size_t filled = piece; filled < total;)
     {
-        const std::size_t chunk = std::min(filled, total - filled);
+        const std::size_t chunk = std::min({filled, total - filled, kPiece});
         std::memcpy(data + filled, data, chunk);
         filled += chunk;
+        impl.spendSteps(0, line); // already paid for: only an interrupt stops it here
     }
     return MultiValue(Value(std::move(result)));
 }
 
 // A minimal binary reader: unsigned 32-bit fields in either byte order, then the next position.
-MultiValue stringUnpack(LuaVM&, ValueSpan args, unsigned line)
+MultiValue stringUnpack(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("string.unpack", args.size(), 2, 3);
     const std::string_view format = Impl::requireString("string.unpack", args, 0, line).stringView();
@@ -306,6 +322,8 @@ MultiValue stringUnpack(LuaVM&, ValueSpan args, unsigned line)
     std::uint64_t offset = position < 1 ? 0 : static_cast<std::uint64_t>(position - 1);
     bool littleEndian = true;
     MultiValue results;
+    WorkMeter meter(Impl::of(vm), line);
+    meter.scanned(format.size());
     for (std::size_t i = 0; i < format.size();)
     {
         const char c = format[i++];
@@ -343,6 +361,7 @@ MultiValue stringUnpack(LuaVM&, ValueSpan args, unsigned line)
             {
                 field |= static_cast<std::uint32_t>(bytes[littleEndian ? k : 3 - k]) << (8 * k);
             }
+            meter.elements(1);
             results.push(Value(static_cast<long long>(field)));
             offset += 4;
             break;

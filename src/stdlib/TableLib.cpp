@@ -1,4 +1,5 @@
 // The table library: remove, concat and sort over a table's sequence 1..#t.
+#include "runtime/WorkMeter.hpp"
 #include "stdlib/Library.hpp"
 
 #include <algorithm>
@@ -34,11 +35,12 @@ void keepLength(Table& table, std::int64_t length)
     table.arrayBorder = static_cast<std::size_t>(length);
 }
 
-MultiValue tableRemove(LuaVM&, ValueSpan args, unsigned line)
+MultiValue tableRemove(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("table.remove", args.size(), 1, 2);
     Table* table = Impl::requireTable("table.remove", args, 0, line);
-    const std::int64_t n = tableSequenceLength(table);
+    WorkMeter meter(Impl::of(vm), line);
+    const std::int64_t n = tableSequenceLength(table, &meter);
     if (n == 0)
     {
         return MultiValue(Value()); // the position is not even checked
@@ -51,16 +53,21 @@ MultiValue tableRemove(LuaVM&, ValueSpan args, unsigned line)
         return MultiValue(Value());
     }
     ValueVector& array = table->array;
+    // Every element that moves is work, charged before anything moves.
+    meter.elements(static_cast<std::uint64_t>(n - position));
     // Only the slots that move are checked, so popping the last element stays O(1).
     if (arrayHoldsRange(*table, position, n))
     {
         Value removed = std::move(array[static_cast<std::size_t>(position - 1)]);
         std::move(array.begin() + position, array.begin() + n, array.begin() + (position - 1));
         array[static_cast<std::size_t>(n - 1)] = Value();
+        table->arraySlotCleared(static_cast<std::size_t>(n - 1));
+        const std::size_t oldSize = array.size();
         while (!array.empty() && array.back().isNil())
         {
             array.pop_back();
         }
+        table->arrayResized(oldSize);
         keepLength(*table, n - 1);
         return MultiValue(std::move(removed));
     }
@@ -83,18 +90,29 @@ MultiValue tableConcat(LuaVM& vm, ValueSpan args, unsigned line)
     {
         args[1].appendTo(separator); // nil gives "nil", a number its text
     }
-    const std::int64_t n = tableSequenceLength(table);
-    std::string out;
+    WorkMeter meter(Impl::of(vm), line);
+    const std::int64_t n = tableSequenceLength(table, &meter);
+    CountedText out;
     for (std::int64_t k = 1; k <= n; ++k)
     {
         if (k > 1)
         {
-            out += separator;
+            meter.bytes(separator.size());
+            out.append(separator);
         }
-        tableGetInteger(table, k).appendTo(out);
+        const Value element = tableGetInteger(table, k);
+        meter.elements(1);
+        if (element.isString())
+        {
+            meter.bytes(element.string()->size());
+            out.append(element.stringView());
+        }
+        else
+        {
+            out.appendWith([&](std::string& into) { element.appendTo(into); });
+        }
     }
-    Impl::of(vm).spendStepsForBytes(out.size(), line);
-    return MultiValue(Value(std::string_view(out)));
+    return MultiValue(makeStringMetered(meter, out.view()));
 }
 
 // ---- Sorting ----
@@ -104,7 +122,7 @@ MultiValue tableConcat(LuaVM& vm, ValueSpan args, unsigned line)
 // An element with what the default comparison needs, computed once per element instead of per comparison.
 struct SortItem
 {
-    Value value;
+    const Value* value;
     std::string text;
     double number = 0;
     bool isNumber = false;
@@ -115,38 +133,28 @@ double numberOf(const Value& number)
     return number.isInteger() ? static_cast<double>(number.integer()) : number.number();
 }
 
-bool defaultLess(const SortItem& a, const SortItem& b)
+// Straight insertion with a consistent-or-not order; `less` may be any predicate, and charges its
+// comparisons (it may end the run: the items are a copy, so the table loses nothing). Every element
+// moved is charged here too.
+template <typename T, typename Less> void insertionSort(std::vector<T>& items, Less less, WorkMeter& meter)
 {
-    if (a.isNumber && b.isNumber)
-    {
-        return a.number < b.number;
-    }
-    return a.text < b.text;
-}
-
-// Straight insertion with a consistent-or-not order; `less` may be any predicate. Its work is
-// quadratic inside one call, so it spends a step of the run's budget per kComparisonsPerStep
-// comparisons (`spend` may end the run; the items are a copy, so the table loses nothing).
-constexpr std::uint64_t kComparisonsPerStep = 1024;
-template <typename T, typename Less, typename Spend>
-void insertionSort(std::vector<T>& items, Less less, Spend spend)
-{
-    std::uint64_t comparisons = 0;
     for (std::size_t i = 1; i < items.size(); ++i)
     {
         T key = std::move(items[i]);
         std::size_t j = i;
-        while (j > 0 && less(key, items[j - 1]))
+        try
         {
-            items[j] = std::move(items[j - 1]);
-            --j;
-            if (++comparisons == kComparisonsPerStep)
+            while (j > 0 && less(key, items[j - 1]))
             {
-                comparisons = 0;
-                items[j] = std::move(key); // whole while the budget decides
-                spend();
-                key = std::move(items[j]);
+                items[j] = std::move(items[j - 1]);
+                --j;
+                meter.elements(1);
             }
+        }
+        catch (...)
+        {
+            items[j] = std::move(key); // whole while the run ends
+            throw;
         }
         items[j] = std::move(key);
     }
@@ -154,15 +162,28 @@ void insertionSort(std::vector<T>& items, Less less, Spend spend)
 
 // Sorts with the default comparison. When it is a strict weak order (only numbers without NaN, or no
 // numbers at all) a stable merge sort yields exactly the insertion sort's result; a mix of numbers and
-// other values is not transitive, so it takes the literal insertion sort.
-void sortDefault(ValueVector& values, Impl& vm, std::uint32_t line)
+// other values is not transitive, so it takes the literal insertion sort. No script code runs meanwhile,
+// so the values stay where they are and only pointers to them are sorted: a sort stopped midway (out of
+// steps, interrupted) has nothing to undo or release.
+std::vector<const Value*> sortDefault(const Value* values, std::size_t count, Impl& vm, std::uint32_t line)
 {
+    // Each comparison is an element of work; comparing two strings, which live in memory of their own,
+    // four, plus the bytes they may share before they differ.
+    WorkMeter meter(vm, line);
+    meter.scanned(count); // the pass that sorts the values into kinds
+    const auto lessText = [&meter](std::string_view a, std::string_view b) {
+        meter.add(4 * WorkMeter::kUnitsPerElement + std::min(a.size(), b.size()));
+        return a < b;
+    };
+    std::vector<const Value*> order(count);
     bool anyNumber = false;
     bool anyOther = false;
     bool anyNaN = false;
     bool allStrings = true;
-    for (const Value& value : values)
+    for (std::size_t i = 0; i < count; ++i)
     {
+        const Value& value = values[i];
+        order[i] = &value;
         if (value.isNumber())
         {
             anyNumber = true;
@@ -176,37 +197,50 @@ void sortDefault(ValueVector& values, Impl& vm, std::uint32_t line)
     }
     if (allStrings)
     {
-        std::stable_sort(values.begin(), values.end(),
-                         [](const Value& a, const Value& b) { return a.stringView() < b.stringView(); });
-        return;
+        std::stable_sort(order.begin(), order.end(),
+                         [&](const Value* a, const Value* b) { return lessText(a->stringView(), b->stringView()); });
+        return order;
     }
     if (anyNumber && !anyOther && !anyNaN)
     {
-        std::stable_sort(values.begin(), values.end(),
-                         [](const Value& a, const Value& b) { return numberOf(a) < numberOf(b); });
-        return;
+        std::stable_sort(order.begin(), order.end(), [&](const Value* a, const Value* b) {
+            meter.elements(1);
+            return numberOf(*a) < numberOf(*b);
+        });
+        return order;
     }
-    std::vector<SortItem> items(values.size());
-    for (std::size_t i = 0; i < values.size(); ++i)
+    std::vector<SortItem> items(count);
+    for (std::size_t i = 0; i < count; ++i)
     {
         SortItem& item = items[i];
-        item.value = std::move(values[i]);
-        item.isNumber = item.value.isNumber();
-        item.number = item.isNumber ? numberOf(item.value) : 0;
-        item.value.appendTo(item.text);
+        item.value = order[i];
+        item.isNumber = item.value->isNumber();
+        item.number = item.isNumber ? numberOf(*item.value) : 0;
+        item.value->appendTo(item.text);
+        meter.elements(1);
+        meter.bytes(item.text.size());
     }
+    const auto less = [&](const SortItem& a, const SortItem& b) {
+        if (a.isNumber && b.isNumber)
+        {
+            meter.elements(1);
+            return a.number < b.number;
+        }
+        return lessText(a.text, b.text);
+    };
     if (anyNumber && (anyOther || anyNaN))
     {
-        insertionSort(items, defaultLess, [&vm, line] { vm.spendSteps(1, line); });
+        insertionSort(items, less, meter);
     }
     else
     {
-        std::stable_sort(items.begin(), items.end(), defaultLess);
+        std::stable_sort(items.begin(), items.end(), less);
     }
-    for (std::size_t i = 0; i < values.size(); ++i)
+    for (std::size_t i = 0; i < count; ++i)
     {
-        values[i] = std::move(items[i].value);
+        order[i] = items[i].value;
     }
+    return order;
 }
 
 // Reads and writes positions 1..n of a table by zero-based index. With a script comparator the table
@@ -267,7 +301,8 @@ MultiValue tableSort(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("table.sort", args.size(), 1, 2);
     Table* table = Impl::requireTable("table.sort", args, 0, line);
-    const std::int64_t n = tableSequenceLength(table);
+    WorkMeter lengthMeter(Impl::of(vm), line);
+    const std::int64_t n = tableSequenceLength(table, &lengthMeter);
     LuaFunctionHandle* comparator = nullptr;
     if (args.size() > 1)
     {
@@ -278,6 +313,7 @@ MultiValue tableSort(LuaVM& vm, ValueSpan args, unsigned line)
         comparator = args[1].function();
     }
     const auto count = static_cast<std::size_t>(n);
+    lengthMeter.scanned(count); // the density check, charged before it is made
     const bool dense = arrayHoldsRange(*table, 1, n);
     if (comparator && dense)
     {
@@ -285,37 +321,40 @@ MultiValue tableSort(LuaVM& vm, ValueSpan args, unsigned line)
         sortWithComparator(Impl::of(vm), comparator, TableSlots{table}, count, line);
         return MultiValue(args[0]);
     }
-    // Elements are copied out (sharing, not duplicating, their payloads) so a failure leaves t untouched.
-    ValueVector values;
-    if (dense)
+    // Copying the values out and back in is work too, charged before any of it.
+    lengthMeter.elements(dense ? count : 2 * count);
+    if (!comparator && dense)
     {
-        values.assign(table->array.begin(), table->array.begin() + n);
-    }
-    else
-    {
-        values.resize(count);
-        for (std::size_t i = 0; i < count; ++i)
+        const std::vector<const Value*> order = sortDefault(table->array.data(), count, Impl::of(vm), line);
+        ValueVector sorted;
+        sorted.reserve(count);
+        for (const Value* value : order)
         {
-            values[i] = tableGetInteger(table, static_cast<std::int64_t>(i) + 1);
+            sorted.push_back(*value);
         }
+        std::move(sorted.begin(), sorted.end(), table->array.begin());
+        keepLength(*table, n); // a permutation of the same non-nil slots
+        return MultiValue(args[0]);
+    }
+    // Elements are copied out (sharing, not duplicating, their payloads) so a failure leaves t untouched.
+    ValueVector values(count);
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        values[i] = tableGetInteger(table, static_cast<std::int64_t>(i) + 1);
     }
     if (comparator)
     {
         sortWithComparator(Impl::of(vm), comparator, VectorSlots{&values}, count, line);
-    }
-    else
-    {
-        sortDefault(values, Impl::of(vm), line);
-    }
-    if (dense)
-    {
-        std::move(values.begin(), values.end(), table->array.begin());
-        keepLength(*table, n); // a permutation of the same non-nil slots
+        for (std::size_t i = 0; i < count; ++i)
+        {
+            tableSetByKey(table, TableKey::makeInteger(static_cast<std::int64_t>(i) + 1), std::move(values[i]));
+        }
         return MultiValue(args[0]);
     }
+    const std::vector<const Value*> order = sortDefault(values.data(), count, Impl::of(vm), line);
     for (std::size_t i = 0; i < count; ++i)
     {
-        tableSetByKey(table, TableKey::makeInteger(static_cast<std::int64_t>(i) + 1), std::move(values[i]));
+        tableSetByKey(table, TableKey::makeInteger(static_cast<std::int64_t>(i) + 1), *order[i]);
     }
     return MultiValue(args[0]);
 }

@@ -182,10 +182,15 @@ bool regex_atom_matches(std::string_view pattern, std::size_t pi, char c, unsign
 namespace
 {
 
+// What one unit of the matcher's work (a byte tested against an atom, a position tried) weighs in the
+// budget's units, where a byte merely copied or skipped by memchr weighs one: backtracking costs
+// several nanoseconds a unit.
+constexpr std::uint64_t kStepUnit = 16;
+
 bool matchHere(std::string_view pattern, std::size_t pi, std::string_view text, std::size_t ti, unsigned flags,
                std::size_t& end, regex_budget& work)
 {
-    work.add(1);
+    work.add(kStepUnit);
     if (stackExhausted())
     {
         throw runtime_error("stack overflow");
@@ -199,13 +204,13 @@ bool matchHere(std::string_view pattern, std::size_t pi, std::string_view text, 
     {
         if (pi == m)
         {
-            work.add(ti - start);
+            work.add((ti - start) * kStepUnit);
             end = ti;
             return true;
         }
         if (pi + 1 == m && pattern[pi] == '$')
         {
-            work.add(ti - start);
+            work.add((ti - start) * kStepUnit);
             end = ti;
             return ti == n;
         }
@@ -220,7 +225,7 @@ bool matchHere(std::string_view pattern, std::size_t pi, std::string_view text, 
         }
         if (next < m && isQuantifier(pattern[next]))
         {
-            work.add(ti - start);
+            work.add((ti - start) * kStepUnit);
             const char quantifier = pattern[next];
             const std::size_t rest = next + 1;
             const std::size_t restEnd = requiredAtomEnd(pattern, rest);
@@ -246,7 +251,7 @@ bool matchHere(std::string_view pattern, std::size_t pi, std::string_view text, 
                     ++k;
                 }
             }
-            work.add(2 * (k - ti)); // the run scanned, and at most as many places to backtrack to
+            work.add(2 * (k - ti) * kStepUnit); // the run scanned, and at most as many places to backtrack to
             for (std::size_t j = k; j > ti; --j)
             {
                 if (!restFailsAt(j) && matchHere(pattern, rest, text, j, flags, end, work))
@@ -258,7 +263,7 @@ bool matchHere(std::string_view pattern, std::size_t pi, std::string_view text, 
         }
         if (!atomMatched)
         {
-            work.add(ti - start);
+            work.add((ti - start) * kStepUnit);
             return false;
         }
         pi = next;
@@ -327,7 +332,7 @@ bool regex_search(const char* first, const char* last, match_results& results, c
                     ++ti;
                 }
             }
-            work.add(ti - from); // the bytes skipped
+            work.add((ti - from) * (literal ? 1 : kStepUnit)); // the bytes skipped, by memchr or one by one
             if (ti == n)
             {
                 break;

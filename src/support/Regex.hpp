@@ -29,11 +29,11 @@ private:
     unsigned flags_ = 0;
 };
 
-// The matcher's work, reported so that a caller can bound it. A search adds one unit for every byte of
-// text it tests against an atom or skips while looking for a start, and one for every position where it
-// tries the rest of the pattern; callers may add units of their own (bytes they produce). Every full
-// units_per_step units reach spend(), which may throw to abandon the search; a remainder carries over
-// to the next search through the same budget.
+// The matcher's work, reported so that a caller can bound it. A search adds 16 units for every byte of
+// text it tests against an atom and for every position where it tries the rest of the pattern, and one
+// for every byte it skips with a plain byte search; callers may add units of their own (one per byte
+// they produce). Every full units_per_step units reach spend(), which may throw to abandon the search;
+// a remainder carries over to the next search through the same budget.
 class regex_budget
 {
 public:

@@ -464,10 +464,12 @@ TEST(LuaVMLimitTest, BulkStringWorkSpendsStepsBySize)
     EXPECT_TRUE(costsExactly("local s = string.rep('x', 1023)\nreturn #(s .. 1)", 4, 2)); // 1,024 bytes
     // local (1) + rep (1) + 3,000 bytes (2) + return (1) + sub (1) + 2,999 bytes (2)
     EXPECT_TRUE(costsExactly("local s = string.rep('a', 3000)\nreturn #string.sub(s, 2)", 8, 2));
-    // two reps of 1,000 bytes, then format (1) + 2,000 bytes (1)
-    EXPECT_TRUE(costsExactly("return #string.format('%s-%s', string.rep('x', 1000), string.rep('y', 1000))", 5, 1));
-    // local (1) + for (1) + 512 iterations of one statement (1,024) + return (1) + concat (1) + 2,559 bytes (2)
-    EXPECT_TRUE(costsExactly("local t = {}\nfor i = 1, 512 do t[i] = 'abcd' end\nreturn #table.concat(t, ',')", 1030, 3));
+    // two reps of 1,000 bytes, then format (1) + 4,041 units (3): 5 format bytes examined (40), two
+    // arguments copied in (2,000) and the 2,001-byte result copied out
+    EXPECT_TRUE(costsExactly("return #string.format('%s-%s', string.rep('x', 1000), string.rep('y', 1000))", 7, 1));
+    // local (1) + for (1) + 512 iterations of one statement (1,024) + return (1) + concat (1) + 37,886 units
+    // (36): 512 elements (32,768), 2,559 bytes appended, and the 2,559-byte result copied out
+    EXPECT_TRUE(costsExactly("local t = {}\nfor i = 1, 512 do t[i] = 'abcd' end\nreturn #table.concat(t, ',')", 1064, 3));
 
     // Appending to a growing string: iteration k costs 3 steps plus k for the k KiB it copies, so 10,000
     // steps allow 137 iterations (3k + k(k+1)/2 reaches 10,000 at k = 138) instead of thousands.
