@@ -18,8 +18,9 @@ namespace
 constexpr std::size_t kLineCapacity = 511;
 constexpr std::size_t kErrorTextCapacity = 320;
 
-char gLuaOutputLine[kLineCapacity + 1];
-std::size_t gLuaOutputLineLength = 0;
+// One line buffer per thread: interpreters running on separate threads never mix their partial lines.
+constinit thread_local char gLuaOutputLine[kLineCapacity + 1];
+constinit thread_local std::size_t gLuaOutputLineLength = 0;
 
 // Backspace, line feed and carriage return are the only bytes the console treats specially.
 constexpr std::uint32_t kControlMask = (1u << 8) | (1u << 10) | (1u << 13);

@@ -8,7 +8,7 @@
 namespace zq
 {
 
-constinit const zq_program_api* gProgramApi = &gDesktopProgramApi;
+constinit std::atomic<const zq_program_api*> gProgramApi{&gDesktopProgramApi};
 
 bool programApiFieldReady(const zq_program_api* api, std::uint32_t offset) noexcept
 {
@@ -24,9 +24,12 @@ bool programApiFieldReady(const zq_program_api* api, std::uint32_t offset) noexc
 
 const zq_program_api* zq_set_program_api(const zq_program_api* api)
 {
-    const zq_program_api* previous = zq::gProgramApi;
-    zq::gProgramApi = api != nullptr ? api : &zq::gDesktopProgramApi;
-    return previous;
+    return zq::gProgramApi.exchange(api != nullptr ? api : &zq::gDesktopProgramApi);
+}
+
+bool zq_desktop_confine_files(const char* root, bool read_only)
+{
+    return zq::confineDesktopFiles(root, read_only);
 }
 
 const zq_program_api* zq_desktop_program_api(void)
@@ -36,5 +39,5 @@ const zq_program_api* zq_desktop_program_api(void)
 
 bool zq_program_api_field_ready(std::uint32_t offset)
 {
-    return zq::programApiFieldReady(zq::gProgramApi, offset);
+    return zq::programApiFieldReady(zq::gProgramApi.load(std::memory_order_acquire), offset);
 }

@@ -3,13 +3,14 @@
 
 #include <velmar/lua/HostInterface.hpp>
 
+#include <atomic>
 #include <cstdint>
 
 namespace zq
 {
 
 // The installed table; never null (the desktop table when the host installed none).
-extern const zq_program_api* gProgramApi;
+extern std::atomic<const zq_program_api*> gProgramApi; // set by any thread, read at every use
 
 // The readiness rule for one boot offset of `api`, which may be null.
 bool programApiFieldReady(const zq_program_api* api, std::uint32_t offset) noexcept;
@@ -18,7 +19,7 @@ bool programApiFieldReady(const zq_program_api* api, std::uint32_t offset) noexc
 template <typename Slot>
 Slot programApiSlot(Slot zq_program_api::*member, std::uint32_t offset) noexcept
 {
-    const zq_program_api* api = gProgramApi;
+    const zq_program_api* api = gProgramApi.load(std::memory_order_acquire);
     return programApiFieldReady(api, offset) ? api->*member : nullptr;
 }
 

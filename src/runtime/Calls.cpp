@@ -6,7 +6,7 @@
 namespace velmar::lua
 {
 
-std::int32_t gLuaProtectedDepth = 0;
+constinit thread_local std::int32_t gLuaProtectedDepth = 0;
 
 void failRuntime(std::uint32_t line, std::string message)
 {

@@ -55,8 +55,8 @@ struct ReturnSignal
     MultiValue values;
 };
 
-// Number of protected calls in progress, process-wide.
-extern std::int32_t gLuaProtectedDepth;
+// Number of protected calls in progress on this thread (interpreters on other threads have their own).
+extern constinit thread_local std::int32_t gLuaProtectedDepth;
 
 // The one way to raise a script error: RuntimeError, or ProtectedRuntimeError inside a pcall.
 [[noreturn]] void failRuntime(std::uint32_t line, std::string message);

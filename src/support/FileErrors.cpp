@@ -1,7 +1,7 @@
 // Error codes of the file layer and their texts.
 #include "support/FileErrors.hpp"
 
-int zq_errno = 0;
+thread_local int zq_errno = 0;
 
 const char* zq_strerror(int code)
 {

@@ -6,8 +6,8 @@
 extern "C"
 {
 
-// Code of the most recent file-layer failure; successful calls leave it unchanged.
-VELMAR_LUA_API extern int zq_errno;
+// Code of the most recent file-layer failure on this thread; successful calls leave it unchanged.
+VELMAR_LUA_API extern thread_local int zq_errno;
 
 // The text of a file-layer error code, for hosts that call the file layer directly.
 VELMAR_LUA_API const char* zq_strerror(int code);

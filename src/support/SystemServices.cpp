@@ -6,7 +6,7 @@
 namespace zq
 {
 
-std::uint64_t gLuaClockTicks = 0;
+std::atomic<std::uint64_t> gLuaClockTicks{0};
 
 void* malloc(std::size_t size) noexcept
 {
@@ -41,7 +41,7 @@ int system(const char*) noexcept
 
 long long clock() noexcept
 {
-    return static_cast<long long>(gLuaClockTicks++);
+    return static_cast<long long>(gLuaClockTicks.fetch_add(1, std::memory_order_relaxed));
 }
 
 } // namespace zq

@@ -1,6 +1,7 @@
 // The library's own memory, environment, command and clock services, served by the host table.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -21,6 +22,6 @@ int system(const char* command) noexcept;
 
 // A call counter, not time: returns gLuaClockTicks, then increments it.
 long long clock() noexcept;
-extern std::uint64_t gLuaClockTicks;
+extern std::atomic<std::uint64_t> gLuaClockTicks; // shared by every thread, so atomic
 
 } // namespace zq

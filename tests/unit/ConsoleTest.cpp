@@ -225,7 +225,7 @@ TEST(ConsoleSystemServicesTest, ClockCountsCallsAndTheEnvironmentIsEmpty)
     EXPECT_EQ(zq::clock(), 0);
     EXPECT_EQ(zq::clock(), 1);
     EXPECT_EQ(zq::clock(), 2);
-    EXPECT_EQ(zq::gLuaClockTicks, 3u);
+    EXPECT_EQ(zq::gLuaClockTicks.load(), 3u);
     EXPECT_EQ(zq::getenv("PATH"), nullptr);
     EXPECT_EQ(zq::system("echo hi"), -1);
 }

@@ -38,11 +38,15 @@ class LuaVM;
 
 // A host function callable from scripts. It receives the arguments and returns exactly one value.
 // Throwing an error of the library's family (for instance from LuaValue accessors) fails the
-// script with "name: message" at the call's line.
+// script with "name: message" at the call's line. Any other exception leaves the run and reaches its
+// caller; the interpreter stays fully usable.
 using NativeFunction = std::function<LuaValue(LuaVM&, const std::vector<LuaValue>&)>;
 
-// One interpreter. Use it from one thread at a time; interpreters must not run concurrently.
-// Every run returns a LuaResult: script, syntax and file errors never escape as exceptions.
+// One interpreter. Use it from one thread at a time (interrupt() excepted); separate interpreters may
+// run on separate threads at the same time, sharing nothing but the host table and the files they
+// open (console output is gathered into lines per thread). Every run returns a LuaResult: script,
+// syntax and file errors never escape as exceptions. A moved-from LuaVM stays safe to use: its runs
+// fail with "this interpreter was moved from", its setters do nothing and it holds no memory.
 class VELMAR_LUA_API LuaVM
 {
 public:
@@ -80,28 +84,41 @@ public:
     // Bounds every later run: one that executes more than `steps` statements, calls and loop
     // iterations fails with "step limit exceeded" at the current line. 0 (the default) means no limit.
     // pcall cannot catch it, and the interpreter stays usable.
-    // Work that grows with string sizes spends further steps, counted per operation and rounded down,
-    // so that no single step does unbounded work:
-    //  - concatenation, string.rep, string.sub, string.format and table.concat: one step per full
-    //    1,024 bytes of the string they produce (string.rep before it allocates);
-    //  - string.find, match, gmatch and gsub: one step per full 1,024 units of matching work in the
-    //    call, a unit being one byte of the pattern, one byte of the subject tested or skipped, one
-    //    position where the rest of the pattern is tried, or one byte of gsub's result;
-    //  - table.sort without a comparator over numbers mixed with other values (an insertion sort):
-    //    one step per 1,024 comparisons that move an element.
-    // An ordinary call on short strings spends no extra step; a long search stops at its call's line.
+    // Work that grows with the data spends further steps, so that no step buys more than a fraction of a
+    // microsecond of CPU time. It is counted in units, 1,024 units to a step, per operation; what is left
+    // below a full step when the operation ends is not charged:
+    //  - 1 unit per byte copied, compared or searched in bulk: the strings that concatenation and the
+    //    string and table functions produce (string.rep before it allocates), the comparison of two
+    //    long strings, the text of an error caught by pcall, bytes read from and written to files (a
+    //    write past the end also for the gap it fills), the whole file that io.open reads and
+    //    file:close writes back;
+    //  - 8 units per byte or slot examined one at a time: console output (print, io.write, stream
+    //    writes), the text tonumber parses, format strings, the nil slots that a pairs loop passes over;
+    //  - 64 units per element: a table value moved, copied out or visited (table.remove, table.concat,
+    //    table.sort, a length that continues through the hash part, four each), a comparison of
+    //    table.sort's own order (four for two strings, plus the bytes they share), a field read by
+    //    string.unpack; a value converted for print or a host function counts four, a match kept by
+    //    string.gmatch six, a replacement made by string.gsub two;
+    //  - the pattern functions: 16 units per byte tested against the pattern and per position where
+    //    the rest of it is tried, one per byte skipped by a plain byte search or produced by gsub.
+    // So an ordinary call on short strings and small tables spends no extra step, and a long operation
+    // is stopped in its middle, at its call's line.
     void setStepLimit(std::uint64_t steps);
     // Bounds the memory held by the values this VM creates (strings, tables, functions, the scopes
-    // that closures keep): a run that would need more fails with "not enough memory", as it does when
-    // the system itself runs out. 0 (the default) means no limit. pcall cannot catch it; once the run
-    // is over its temporaries are freed and the VM stays usable. Values stored by the host itself
-    // (setGlobal, bindFunction) count too, but are never refused.
+    // that closures keep), by the files its scripts hold open (a file open for writing is buffered
+    // whole; one open for reading is read whole), by the text that table.concat, string.format,
+    // string.gsub and file reads build, and by the public copies of the values that print and host
+    // functions receive while they run: a run that would need more fails with "not enough memory", as
+    // it does when the system itself runs out. 0 (the default) means no limit. pcall cannot catch it;
+    // once the run is over its temporaries are freed and the VM stays usable. Values stored by the host
+    // itself (setGlobal, bindFunction) count too, but are never refused.
     void setMemoryLimit(std::size_t bytes);
     // Bytes currently held by this VM's values, as the memory limit counts them.
     std::size_t memoryInUse() const noexcept;
     // Callable from any thread while a run is in progress: the run fails with "interrupted" at its
-    // next statement, call or loop iteration, or within a long pattern search (pcall cannot catch it).
-    // Each run starts uninterrupted.
+    // next statement, call or loop iteration, or, inside a long library operation, at its next step's
+    // worth of work, so an interrupted operation never completes (pcall cannot catch it). Each run
+    // starts uninterrupted.
     void interrupt() noexcept;
 
     class Impl;
