@@ -22,7 +22,8 @@ using velmar::lua::LuaResult;
 using velmar::lua::LuaValue;
 using velmar::lua::LuaVM;
 
-constexpr const char* kUsage = "usage: velmarlua [--step-limit N] [--memory-limit BYTES] [FILE [ARGS...] | -e CODE]\n"
+constexpr const char* kUsage = "usage: velmarlua [--step-limit N] [--memory-limit BYTES] [--confine[-read-only] DIR]\n"
+                               "                 [FILE [ARGS...] | -e CODE]\n"
                                "       velmarlua [FILE [ARGS...]]     run FILE (a script or a container) with arg set\n"
                                "       velmarlua -e CODE              run CODE\n"
                                "       velmarlua -c SOURCE OUT        check SOURCE and write its container to OUT\n"
@@ -31,7 +32,9 @@ constexpr const char* kUsage = "usage: velmarlua [--step-limit N] [--memory-limi
                                "       velmarlua                      interactive prompt (runs index.lua first if present)\n"
                                "       --step-limit N                 fail a run after N statements, calls and loop steps\n"
                                "                                      (string work: a step per KiB made or searched)\n"
-                               "       --memory-limit BYTES           fail a run whose values would need more than BYTES\n";
+                               "       --memory-limit BYTES           fail a run whose values would need more than BYTES\n"
+                               "       --confine DIR                  scripts reach only files beneath DIR (names relative to it)\n"
+                               "       --confine-read-only DIR        the same, and scripts cannot write or delete files\n";
 
 // The bounds every interpreter of this process runs under (0: none).
 struct Limits
@@ -45,6 +48,9 @@ struct Limits
         vm.setMemoryLimit(static_cast<std::size_t>(memoryBytes));
     }
 } gLimits;
+
+// Set by --confine: the script named on the command line is still read from the current directory.
+bool gConfined = false;
 
 // The interpreter a Ctrl-C at the prompt stops; the prompt itself goes on.
 LuaVM* gPromptVm = nullptr;
@@ -119,6 +125,23 @@ int runFile(const std::vector<std::string>& args)
     }
     vm.setGlobal("arg", LuaValue(std::move(arg)));
     const std::string& file = args.front();
+    if (gConfined)
+    {
+        // The host reads the script itself: the confinement is for what the script opens.
+        std::string contents;
+        if (!readWholeFile(file, contents))
+        {
+            reportError("unable to open script file: " + file);
+            return 1;
+        }
+        if (contents.compare(0, 4, "VLBC") == 0)
+        {
+            velmar::lua::LuaBytecode bytecode;
+            bytecode.bytes.assign(contents.begin(), contents.end());
+            return statusOf(vm.runBytecode(bytecode));
+        }
+        return statusOf(vm.runScriptString(contents, file));
+    }
     return statusOf(startsWithContainerMagic(file) ? vm.runBytecodeFile(file) : vm.runScriptFile(file));
 }
 
@@ -231,6 +254,17 @@ int main(int argc, char** argv)
             std::fputs(kUsage, stderr);
             return 1;
         }
+        args.erase(args.begin(), args.begin() + 2);
+    }
+    if (!args.empty() && (args[0] == "--confine" || args[0] == "--confine-read-only"))
+    {
+        if (args.size() < 2 || !zq_desktop_confine_files(args[1].c_str(), args[0] == "--confine-read-only"))
+        {
+            std::fprintf(stderr, "velmarlua: cannot confine files to %s\n", args.size() < 2 ? "" : args[1].c_str());
+            std::fputs(kUsage, stderr);
+            return 1;
+        }
+        gConfined = true;
         args.erase(args.begin(), args.begin() + 2);
     }
     int status = 0;

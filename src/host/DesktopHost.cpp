@@ -2,9 +2,12 @@
 #include "host/DesktopHost.hpp"
 
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +15,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <string>
 #include <unordered_map>
 
 namespace zq
@@ -62,6 +66,53 @@ SnapshotRegistry& snapshots()
     return *registry;
 }
 
+// ---- Confinement ----
+// While confined, every name is resolved beneath one directory by the kernel itself (openat2 with
+// RESOLVE_BENEATH): an absolute name, a ".." that climbs out, or a symbolic link that leads out fails
+// to resolve, however it is spelled, so there is nothing to get wrong in parsing names here.
+
+struct Confinement
+{
+    int root = -1; // the directory, held open
+    bool readOnly = false;
+
+    ~Confinement()
+    {
+        if (root >= 0)
+        {
+            ::close(root);
+        }
+    }
+};
+
+// Replaced whole, so a file operation on another thread keeps the one it started with.
+std::atomic<std::shared_ptr<const Confinement>>& confinement()
+{
+    static auto* current = new std::atomic<std::shared_ptr<const Confinement>>(); // outlives static destructors
+    return *current;
+}
+
+// Opens `name` like open(2), beneath the confining directory when there is one.
+int openFile(const Confinement* confined, const char* name, int flags, mode_t mode = 0)
+{
+    if (confined == nullptr)
+    {
+        return ::open(name, flags, mode);
+    }
+    open_how how{};
+    how.flags = static_cast<std::uint64_t>(flags);
+    how.mode = (flags & O_CREAT) != 0 ? mode : 0;
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
+    for (;;)
+    {
+        const long fd = ::syscall(SYS_openat2, confined->root, name, &how, sizeof how);
+        if (fd >= 0 || errno != EINTR)
+        {
+            return static_cast<int>(fd); // a kernel without openat2 refuses every name: confinement fails closed
+        }
+    }
+}
+
 // Reads up to `size` bytes; fewer when the file shrank after it was measured. -1 on a read error.
 long long readFully(int fd, unsigned char* into, std::size_t size)
 {
@@ -92,7 +143,8 @@ int desktopStatFile(const char* name, zq_file_stat* record)
     {
         return 0;
     }
-    int fd = ::open(name, O_RDONLY | O_CLOEXEC);
+    const std::shared_ptr<const Confinement> confined = confinement().load();
+    int fd = openFile(confined.get(), name, O_RDONLY | O_CLOEXEC | O_NONBLOCK); // a fifo must not block
     if (fd < 0)
     {
         return 0;
@@ -127,7 +179,12 @@ int desktopWriteFile(const char* name, const void* data, std::size_t size)
     {
         return 0;
     }
-    int fd = ::open(name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    const std::shared_ptr<const Confinement> confined = confinement().load();
+    if (confined && confined->readOnly)
+    {
+        return 0;
+    }
+    int fd = openFile(confined.get(), name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (fd < 0)
     {
         return 0;
@@ -159,7 +216,37 @@ int desktopWriteFile(const char* name, const void* data, std::size_t size)
 
 int desktopDeleteFile(const char* name)
 {
-    return name != nullptr && ::unlink(name) == 0 ? 1 : 0;
+    if (name == nullptr)
+    {
+        return 0;
+    }
+    const std::shared_ptr<const Confinement> confined = confinement().load();
+    if (!confined)
+    {
+        return ::unlink(name) == 0 ? 1 : 0;
+    }
+    if (confined->readOnly)
+    {
+        return 0;
+    }
+    // The directory is resolved beneath the root; the last component is removed as it is (a link
+    // itself, never what it points at).
+    const std::string path(name);
+    const std::size_t slash = path.find_last_of('/');
+    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    const std::string leaf = slash == std::string::npos ? path : path.substr(slash + 1);
+    if (leaf.empty() || leaf == "." || leaf == "..")
+    {
+        return 0;
+    }
+    const int parent = openFile(confined.get(), directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (parent < 0)
+    {
+        return 0;
+    }
+    const bool removed = ::unlinkat(parent, leaf.c_str(), 0) == 0;
+    ::close(parent);
+    return removed ? 1 : 0;
 }
 
 int desktopWriteLine(const char* text)
@@ -248,6 +335,25 @@ constinit const zq_program_api gDesktopProgramApi = {
     .resize = desktopResize,
     .release_file_bytes = desktopReleaseFileBytes,
 };
+
+bool confineDesktopFiles(const char* root, bool readOnly)
+{
+    if (root == nullptr)
+    {
+        confinement().store(nullptr);
+        return true;
+    }
+    const int fd = ::open(root, O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+    {
+        return false;
+    }
+    auto confined = std::make_shared<Confinement>();
+    confined->root = fd;
+    confined->readOnly = readOnly;
+    confinement().store(std::move(confined));
+    return true;
+}
 
 std::size_t desktopFileSnapshotCount()
 {

@@ -76,10 +76,18 @@ VELMAR_LUA_API const zq_program_api* zq_set_program_api(const zq_program_api* ap
 // C heap. Copy it to override single slots.
 VELMAR_LUA_API const zq_program_api* zq_desktop_program_api(void);
 
+// Confines the built-in desktop table's files to the directory `root`: names are then resolved beneath
+// it, and a name that is absolute, climbs out of it with "..", or leads out of it through a symbolic
+// link does not exist (a stat finds nothing, a write or a delete fails); the kernel resolves the names,
+// so no spelling escapes. With `read_only`, every write and delete fails as well. A null `root` lifts
+// the confinement. False, with nothing changed, when `root` is not a directory that can be opened.
+// Process-wide, like the table; the desktop table must be the installed one (or its slots copied).
+VELMAR_LUA_API bool zq_desktop_confine_files(const char* root, bool read_only);
+
 // True when the current table is valid and its `size` covers the slot at boot offset `offset`.
 VELMAR_LUA_API bool zq_program_api_field_ready(std::uint32_t offset);
 
-// Console output. Bytes are gathered into one line buffer shared by the whole process: byte 8 removes
+// Console output. Bytes are gathered into a line buffer of the calling thread: byte 8 removes
 // the last buffered byte, 13 is dropped, 10 hands the line to the host, and a line that reaches 511
 // bytes is handed over in pieces of 511.
 VELMAR_LUA_API void zq_lua_write(const void* data, std::size_t length);
