@@ -59,7 +59,9 @@ MultiValue luaToNumber(LuaVM& vm, ValueSpan args, unsigned line)
         errno = 0;
         char* end = const_cast<char*>(text);
         const long long integer = std::strtoll(text, &end, base);
-        if (errno == 0 && end == textEnd)
+        const int failed = errno;
+        Impl::of(vm).spendSteps(0, line); // paid for above; a long scan ends here if interrupted meanwhile
+        if (failed == 0 && end == textEnd)
         {
             return MultiValue(Value(integer));
         }
@@ -67,7 +69,9 @@ MultiValue luaToNumber(LuaVM& vm, ValueSpan args, unsigned line)
     errno = 0;
     char* end = const_cast<char*>(text);
     const double number = std::strtod(text, &end);
-    if (base == 10 && errno == 0 && end == textEnd)
+    const int failed = errno;
+    Impl::of(vm).spendSteps(0, line);
+    if (base == 10 && failed == 0 && end == textEnd)
     {
         return MultiValue(numericResult(number));
     }
