@@ -20,6 +20,10 @@
 
 namespace zq
 {
+
+thread_local std::size_t gDesktopReadAllowance = 0;
+thread_local bool gDesktopReadRefused = false;
+
 namespace
 {
 
@@ -156,6 +160,12 @@ int desktopStatFile(const char* name, zq_file_stat* record)
         return 0;
     }
     auto size = static_cast<std::size_t>(info.st_size);
+    if (gDesktopReadAllowance != 0 && size > gDesktopReadAllowance)
+    {
+        gDesktopReadRefused = true;
+        ::close(fd);
+        return 0;
+    }
     std::unique_ptr<unsigned char[]> bytes;
     long long got = 0;
     if (size > 0)

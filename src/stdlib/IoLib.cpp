@@ -1,4 +1,5 @@
 // The io library: io.open and io.write, the two console streams, and the methods of file handles.
+#include "host/DesktopHost.hpp"
 #include "host/FileStream.hpp"
 #include "runtime/NativeObject.hpp"
 #include "runtime/WorkMeter.hpp"
@@ -7,6 +8,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <string>
 
 namespace velmar::lua
@@ -96,7 +98,19 @@ MultiValue ioOpen(LuaVM& vm, ValueSpan args, unsigned line)
     auto stream = std::make_shared<zq::fstream>();
     if (path.find('\0') == std::string::npos) // no file name holds a zero byte
     {
+        // Under a memory limit the desktop host must not read a file larger than what is left.
+        const ValueHeap* heap = gCurrentHeap;
+        const bool limited = heap != nullptr && heap->limit() != 0 && heap->enforcing();
+        zq::gDesktopReadAllowance =
+            limited ? std::max<std::size_t>(heap->limit() - std::min(heap->limit(), heap->bytesInUse()), 1) : 0;
+        zq::gDesktopReadRefused = false;
         stream->open(path, flags);
+        zq::gDesktopReadAllowance = 0;
+        if (zq::gDesktopReadRefused)
+        {
+            zq::gDesktopReadRefused = false;
+            throw std::bad_alloc();
+        }
     }
     if (!stream->is_open())
     {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -154,6 +156,95 @@ TEST_F(CliTest, LimitsEndRunawayScripts)
         EXPECT_EQ(outcome.out, "") << bad;
         EXPECT_NE(outcome.err.find("usage: velmarlua"), std::string::npos) << bad;
     }
+}
+
+// Runs velmarlua with the given arguments (not through a shell) and returns its peak resident size in
+// KiB, with its standard error in `err`.
+long peakKiB(const std::vector<std::string>& arguments, std::string& err)
+{
+    const pid_t child = ::fork();
+    if (child == 0)
+    {
+        const int out = ::open("peak-out.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        const int error = ::open("peak-err.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        ::dup2(out, 1);
+        ::dup2(error, 2);
+        std::vector<char*> argv{const_cast<char*>(VELMAR_CLI_PATH)};
+        for (const std::string& argument : arguments)
+        {
+            argv.push_back(const_cast<char*>(argument.c_str()));
+        }
+        argv.push_back(nullptr);
+        ::execv(VELMAR_CLI_PATH, argv.data());
+        ::_exit(127);
+    }
+    int status = 0;
+    rusage usage{};
+    ::wait4(child, &status, 0, &usage);
+    err = slurp("peak-err.txt");
+    return usage.ru_maxrss;
+}
+
+// Under --memory-limit L a run's peak resident memory stays within twice L plus what the empty
+// interpreter takes, whatever the script makes: values, file buffers, whole-file reads, built texts.
+TEST_F(CliTest, TheMemoryLimitBoundsThePeakResidentSize)
+{
+    {
+        std::ofstream big("big.bin", std::ios::binary);
+        const std::string chunk(1u << 20, 'x');
+        for (int i = 0; i < 96; ++i)
+        {
+            big << chunk;
+        }
+    }
+    std::string err;
+    const long empty = peakKiB({"-e", ""}, err);
+    const long limitKiB = 32 * 1024;
+    const char* const scripts[] = {
+        "local f = io.open('out.tmp', 'w') local s = string.rep('x', 1048576) for i = 1, 256 do f:write(s) end",
+        "local f = io.open('out.tmp', 'w') f:seek('set', 1073741824) f:write('x')",
+        "local f = io.open('big.bin') local g = io.open('big.bin') local h = io.open('big.bin')",
+        "local files = {} for i = 1, 8 do files[i] = io.open('big.bin', 'a') end",
+        "local t = {} for i = 1, 4000000 do t[i] = i end print(t)",
+        "local t = {} local s = string.rep('x', 1048576) for i = 1, 200 do t[i] = s end local r = table.concat(t)",
+        "local s = string.rep('a', 4000000) local r = string.gsub(s, 'a', string.rep('b', 64))",
+        "local t = {} local i = 1 while true do t[i] = {i} i = i + 1 end",
+    };
+    for (const char* script : scripts)
+    {
+        const long peak = peakKiB({"--memory-limit", std::to_string(limitKiB * 1024), "-e", script}, err);
+        EXPECT_EQ(err, "not enough memory\n") << script;
+        EXPECT_LE(peak, 2 * limitKiB + empty) << script;
+    }
+}
+
+// --confine DIR: the script named on the command line is read as usual, but what it opens is looked up
+// beneath DIR, and nothing outside it can be reached; --confine-read-only also refuses every write.
+TEST_F(CliTest, ConfineKeepsScriptsInsideADirectory)
+{
+    fs::create_directories("jail");
+    std::ofstream("secret.txt") << "secret";
+    std::ofstream("jail/inside.txt") << "inside";
+    fs::create_symlink("../secret.txt", "jail/link");
+    std::ofstream("probe.lua") << "print(io.open('inside.txt'):read('*a'))\n"
+                                  "for _, name in ipairs({'../secret.txt', 'link', '" +
+                                      (directory_ / "secret.txt").string() +
+                                      "'}) do print(io.open(name)) end\n"
+                                  "local f = io.open('made.txt', 'w') f:write('made') f:close()\n";
+    const std::string refused = "inside\nnil\tfailed to open file: ../secret.txt\nnil\tfailed to open file: link\n"
+                                "nil\tfailed to open file: " + (directory_ / "secret.txt").string() + "\n";
+    Outcome outcome = run("--confine jail probe.lua");
+    EXPECT_EQ(outcome.out, refused);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(slurp("jail/made.txt"), "made");
+    fs::remove("jail/made.txt");
+    outcome = run("--confine-read-only jail probe.lua");
+    EXPECT_EQ(outcome.out, refused);
+    EXPECT_FALSE(fs::exists("jail/made.txt"));
+    EXPECT_FALSE(fs::exists("made.txt"));
+    outcome = run("--confine missing-dir probe.lua");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err.rfind("velmarlua: cannot confine files to missing-dir\n", 0), 0u);
 }
 
 TEST_F(CliTest, VersionAndHelp)

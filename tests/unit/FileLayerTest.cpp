@@ -595,6 +595,69 @@ TEST_F(DesktopHostTest, MissingFilesAndDirectoriesCannotBeRead)
     EXPECT_EQ(zq_errno, 5);
 }
 
+// Confined to a directory, the desktop table reaches nothing outside it, however the name is spelled.
+TEST_F(DesktopHostTest, ConfinementKeepsEveryNameBeneathItsDirectory)
+{
+    fs::create_directories(dir / "jail" / "sub");
+    fs::create_directories(dir / "outside");
+    writeDisk(path("secret.txt"), "secret");
+    writeDisk(path("outside/other.txt"), "other");
+    writeDisk(path("jail/inside.txt"), "inside");
+    fs::create_symlink(dir / "secret.txt", dir / "jail" / "absolute-link");
+    fs::create_symlink("../secret.txt", dir / "jail" / "relative-link");
+    fs::create_symlink(dir / "outside", dir / "jail" / "dir-link");
+    fs::create_symlink("inside.txt", dir / "jail" / "inner-link");
+    ASSERT_TRUE(zq_desktop_confine_files(path("jail").c_str(), false));
+    struct Lift
+    {
+        ~Lift() { zq_desktop_confine_files(nullptr, false); }
+    } lift;
+
+    const std::string absolute = path("secret.txt");
+    const char* const escapes[] = {absolute.c_str(), "../secret.txt", "sub/../../secret.txt", "./../secret.txt",
+                                   "absolute-link", "relative-link", "dir-link/other.txt", "/etc/passwd", ".."};
+    for (const char* name : escapes)
+    {
+        EXPECT_EQ(zqfs_fopen(name, "r"), nullptr) << name;
+        zqfs_file* writer = zqfs_fopen(name, "w"); // a writable handle opens: the host refuses at close
+        ASSERT_NE(writer, nullptr) << name;
+        EXPECT_EQ(zqfs_fclose(writer), -1) << name;
+        const bool link = std::string(name).ends_with("-link");
+        EXPECT_EQ(zqfs_remove(name), link ? 0 : -1) << name; // a link inside is removed, never what it points at
+    }
+    EXPECT_EQ(readDisk(path("secret.txt")), "secret");
+    EXPECT_EQ(readDisk(path("outside/other.txt")), "other");
+    EXPECT_FALSE(fs::exists(fs::symlink_status(dir / "jail" / "absolute-link")));
+
+    // Names beneath the directory work as ever, links that stay inside included.
+    unsigned char* bytes = nullptr;
+    std::size_t size = 0;
+    ASSERT_TRUE(zqfs_read_entire_file("inner-link", &bytes, &size));
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(bytes), size), "inside");
+    zqfs_free(bytes);
+    ASSERT_TRUE(zqfs_write_entire_file("sub/new.txt", "new", 3));
+    EXPECT_EQ(readDisk(path("jail/sub/new.txt")), "new");
+    EXPECT_EQ(zqfs_rename("sub/new.txt", "sub/../moved.txt"), 0);
+    EXPECT_EQ(readDisk(path("jail/moved.txt")), "new");
+    EXPECT_EQ(zqfs_remove("moved.txt"), 0);
+    EXPECT_FALSE(fs::exists(dir / "jail" / "moved.txt"));
+
+    // Read-only: nothing is written or deleted, reading goes on.
+    ASSERT_TRUE(zq_desktop_confine_files(path("jail").c_str(), true));
+    EXPECT_FALSE(zqfs_write_entire_file("inside.txt", "changed", 7));
+    EXPECT_EQ(zqfs_remove("inside.txt"), -1);
+    EXPECT_EQ(readDisk(path("jail/inside.txt")), "inside");
+    ASSERT_TRUE(zqfs_read_entire_file("inside.txt", &bytes, &size));
+    zqfs_free(bytes);
+
+    // A directory that cannot be opened changes nothing; lifting the confinement restores plain names.
+    EXPECT_FALSE(zq_desktop_confine_files(path("missing").c_str(), false));
+    EXPECT_FALSE(zqfs_write_entire_file("inside.txt", "changed", 7));
+    EXPECT_TRUE(zq_desktop_confine_files(nullptr, false));
+    ASSERT_TRUE(zqfs_read_entire_file(absolute.c_str(), &bytes, &size));
+    zqfs_free(bytes);
+}
+
 TEST_F(DesktopHostTest, LinesGoToStandardOutputAndComeFromStandardInput)
 {
     std::string outFile = path("stdout.txt");
