@@ -91,6 +91,7 @@ MultiValue luaAssert(LuaVM& vm, ValueSpan args, unsigned line)
     {
         failRuntime(line, args.size() == 1 ? std::string("assertion failed!") : messageText(vm, args[1], line));
     }
+    WorkMeter(Impl::of(vm), line).elements(args.size()); // every argument is copied into the results
     MultiValue results;
     for (const Value& argument : args)
     {

@@ -1,4 +1,5 @@
 // The math library: min, max and floor, with double results folded back to integers where exact.
+#include "runtime/WorkMeter.hpp"
 #include "stdlib/Library.hpp"
 
 #include <cmath>
@@ -12,9 +13,10 @@ using Impl = LuaVM::Impl;
 
 // Only a strictly better value replaces the running one: the first of equal values wins, and a NaN is
 // skipped unless it comes first.
-template <bool kWantSmaller> MultiValue extremum(const char* name, ValueSpan args, unsigned line)
+template <bool kWantSmaller> MultiValue extremum(Impl& vm, const char* name, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount(name, args.size(), 1, kUnbounded);
+    WorkMeter(vm, line).scanned(args.size()); // every argument is looked at
     double best = Impl::requireNumber(name, args, 0, line);
     for (std::size_t i = 1; i < args.size(); ++i)
     {
@@ -27,14 +29,14 @@ template <bool kWantSmaller> MultiValue extremum(const char* name, ValueSpan arg
     return MultiValue(numericResult(best));
 }
 
-MultiValue mathMin(LuaVM&, ValueSpan args, unsigned line)
+MultiValue mathMin(LuaVM& vm, ValueSpan args, unsigned line)
 {
-    return extremum<true>("math.min", args, line);
+    return extremum<true>(Impl::of(vm), "math.min", args, line);
 }
 
-MultiValue mathMax(LuaVM&, ValueSpan args, unsigned line)
+MultiValue mathMax(LuaVM& vm, ValueSpan args, unsigned line)
 {
-    return extremum<false>("math.max", args, line);
+    return extremum<false>(Impl::of(vm), "math.max", args, line);
 }
 
 MultiValue mathFloor(LuaVM&, ValueSpan args, unsigned line)
