@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -253,6 +255,80 @@ TEST(TableTest, HashPartKeepsInsertionOrder)
     EXPECT_EQ(hashOrder(t), "a true 100 b ");
     EXPECT_EQ(get(t, textKey("a")), "6");
     EXPECT_EQ(get(t, textKey("b")), "5");
+}
+
+// Random stores and deletions over array and hash keys, checked against plain models: the length
+// (whatever index helps find the border), lookups, and the live entries' order and ranks.
+TEST(TableTest, LengthAndRanksMatchAPlainModelUnderRandomChurn)
+{
+    Ref<Table> t = makeTable();
+    std::vector<bool> present(3002, false);
+    std::vector<std::string> order; // live string keys in insertion order
+    std::uint64_t seed = 12345;
+    const auto next = [&seed](std::uint64_t limit) {
+        seed = seed * 6364136223846793005ULL + 1442695040888963407ULL;
+        return (seed >> 33) % limit;
+    };
+    for (int step = 0; step < 60000; ++step)
+    {
+        const std::uint64_t choice = next(100);
+        if (choice < 70)
+        {
+            // Integer keys, mostly near the front so the border keeps moving through long runs.
+            const auto k = static_cast<std::int64_t>(choice < 35 ? 1 + next(40) : 1 + next(3000));
+            const bool store = next(3) != 0;
+            set(t, key(k), store ? Value(static_cast<long long>(k)) : Value());
+            present[static_cast<std::size_t>(k)] = store;
+        }
+        else
+        {
+            std::string name = "s";
+            name += std::to_string(next(200));
+            const auto found = std::find(order.begin(), order.end(), name);
+            if (found != order.end())
+            {
+                order.erase(found);
+                set(t, TableKey::makeString(name), Value());
+            }
+            else
+            {
+                order.push_back(name);
+                set(t, TableKey::makeString(name), Value(1LL));
+            }
+        }
+        if (step % 97 == 0)
+        {
+            std::int64_t border = 0;
+            while (present[static_cast<std::size_t>(border + 1)])
+            {
+                ++border;
+            }
+            ASSERT_EQ(tableSequenceLength(t.get()), border) << "step " << step;
+            std::size_t rank = 0;
+            for (const HashPart::Entry& entry : t->hash.entries())
+            {
+                if (entry.live() && entry.key.kind() == TableKeyKind::String)
+                {
+                    while (t->hash.entryAtRank(rank)->key.kind() != TableKeyKind::String)
+                    {
+                        ++rank;
+                    }
+                    ASSERT_EQ(t->hash.entryAtRank(rank)->key.text(), entry.key.text()) << "step " << step;
+                    ++rank;
+                }
+            }
+            std::vector<std::string> live;
+            for (const HashPart::Entry& entry : t->hash.entries())
+            {
+                if (entry.live() && entry.key.kind() == TableKeyKind::String)
+                {
+                    live.emplace_back(entry.key.text());
+                }
+            }
+            ASSERT_EQ(live, order) << "step " << step;
+            ASSERT_EQ(t->hash.entryAtRank(t->hash.size()), nullptr);
+        }
+    }
 }
 
 TEST(TableTest, LookupsSurviveManyInsertsAndDeletes)
