@@ -89,8 +89,8 @@ public:
     // below a full step when the operation ends is not charged:
     //  - 1 unit per byte copied, compared or searched in bulk: the strings that concatenation and the
     //    string and table functions produce (string.rep before it allocates), the comparison of two
-    //    long strings, the text of an error caught by pcall, bytes read from and written to files (a
-    //    write past the end also for the gap it fills), the whole file that io.open reads and
+    //    long strings, the text of an error caught by pcall, bytes read from and written to files (and
+    //    4 units per byte that a file's buffer grows by), the whole file that io.open reads and
     //    file:close writes back;
     //  - 8 units per byte or slot examined one at a time: console output (print, io.write, stream
     //    writes), the text tonumber parses, format strings, the nil slots that a pairs loop passes over;
