@@ -101,6 +101,17 @@ Value LuaVM::Impl::publicToValue(const LuaValue& value) const
     return Value();
 }
 
+std::vector<LuaValue> publicArguments(const LuaVM::Impl& vm, ValueSpan args, BridgeMeter& meter)
+{
+    std::vector<LuaValue> values;
+    values.reserve(args.size());
+    for (const Value& argument : args)
+    {
+        values.push_back(vm.valueToPublic(argument, &meter));
+    }
+    return values;
+}
+
 LuaValue LuaVM::Impl::valueToPublic(const Value& value) const
 {
     return valueToPublic(value, nullptr);

@@ -196,12 +196,7 @@ void LuaVM::Impl::bindFunction(const std::string& name, NativeFunction fn)
         // the host function holds them.
         WorkMeter work(caller, line);
         BridgeMeter meter(work);
-        std::vector<LuaValue> arguments;
-        arguments.reserve(args.size());
-        for (const Value& argument : args)
-        {
-            arguments.push_back(caller.valueToPublic(argument, &meter));
-        }
+        const std::vector<LuaValue> arguments = publicArguments(caller, args, meter);
         try
         {
             return MultiValue(caller.publicToValue(fn(vm, arguments)));

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 namespace velmar::lua
 {
@@ -44,6 +45,9 @@ private:
     WorkMeter& work_;
     std::size_t held_ = 0;
 };
+
+// The public values of a call's arguments, converted in order and charged to `meter`.
+std::vector<LuaValue> publicArguments(const LuaVM::Impl& vm, ValueSpan args, BridgeMeter& meter);
 
 // Appends the text LuaValue::toString gives; when `sink` is not null, hands the text over whenever it
 // has grown past a piece (the sink takes it and clears it), so a huge value is never held whole.

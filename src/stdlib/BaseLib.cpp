@@ -198,12 +198,7 @@ MultiValue luaPrint(LuaVM& vm, ValueSpan args, unsigned line)
     Impl& impl = Impl::of(vm);
     WorkMeter work(impl, line);
     BridgeMeter meter(work);
-    std::vector<LuaValue> values;
-    values.reserve(args.size());
-    for (const Value& argument : args)
-    {
-        values.push_back(impl.valueToPublic(argument, &meter));
-    }
+    const std::vector<LuaValue> values = publicArguments(impl, args, meter);
     ConsoleSink sink(work);
     std::string text;
     for (std::size_t i = 0; i < values.size(); ++i)
