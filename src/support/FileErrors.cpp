@@ -1,7 +1,15 @@
 // Error codes of the file layer and their texts.
 #include "support/FileErrors.hpp"
 
-thread_local int zq_errno = 0;
+namespace
+{
+thread_local int gFileErrorCode = 0;
+}
+
+int* zq_errno_location(void)
+{
+    return &gFileErrorCode;
+}
 
 const char* zq_strerror(int code)
 {

@@ -7,7 +7,9 @@ extern "C"
 {
 
 // Code of the most recent file-layer failure on this thread; successful calls leave it unchanged.
-VELMAR_LUA_API extern thread_local int zq_errno;
+// Like errno, `zq_errno` names the calling thread's own variable.
+VELMAR_LUA_API int* zq_errno_location(void);
+#define zq_errno (*zq_errno_location())
 
 // The text of a file-layer error code, for hosts that call the file layer directly.
 VELMAR_LUA_API const char* zq_strerror(int code);
