@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -224,6 +225,45 @@ TEST_F(CliTest, HelpListsEveryOption)
         EXPECT_NE(help.out.find("\n  " + std::string(option)), std::string::npos) << option;
     }
     EXPECT_EQ(run("--help -e 'print(1)'").out, help.out);
+}
+
+// An option added to the table must reach the manual page too (the CLI reference shows the help text
+// itself, which its own test compares).
+TEST_F(CliTest, TheManualPageNamesEveryOption)
+{
+    std::string manual; // with roff's \- read as -
+    for (const char c : slurp(fs::path(VELMAR_DOCS_DIR) / "velmarlua.1"))
+    {
+        if (c == '-' && !manual.empty() && manual.back() == '\\')
+        {
+            manual.pop_back();
+        }
+        manual += c;
+    }
+    std::istringstream help(run("-h").out);
+    int options = 0;
+    for (std::string line; std::getline(help, line);)
+    {
+        std::smatch names;
+        if (!std::regex_match(line, names, std::regex("  (-[-a-z]*)(, (--[-a-z]+))?( .*)?")))
+        {
+            continue;
+        }
+        for (int group : {1, 3})
+        {
+            const std::string name = names[group].str();
+            if (name.empty())
+            {
+                continue;
+            }
+            ++options;
+            std::string entry = "\n\\.B[IR]? (.*[ \"])?"; // a bold roff line that names it
+            entry += name;
+            entry += "([ \"].*)?\n";
+            EXPECT_TRUE(std::regex_search(manual, std::regex(entry))) << name << " is missing from velmarlua.1";
+        }
+    }
+    EXPECT_EQ(options, 9);
 }
 
 TEST_F(CliTest, CompilesAContainerAndRunsIt)
