@@ -117,9 +117,13 @@ bool readMoreInput()
             gInput.append(bytes, static_cast<std::size_t>(got));
             return true;
         }
-        if (got < 0 && (errno == EINTR || errno == EAGAIN))
+        if (got < 0 && errno == EINTR)
         {
             continue;
+        }
+        if (got < 0 && errno == EAGAIN)
+        {
+            return true; // nothing yet on a non-blocking input: the caller waits again
         }
         gInputEnded = true;
         return false;
