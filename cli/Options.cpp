@@ -162,9 +162,10 @@ Invocation parseCommandLine(int argc, const char* const* argv)
         invocation.script = argv[i];
         invocation.scriptIndex = static_cast<std::size_t>(i);
     }
-    if (!invocation.compile.empty() && (invocation.script || !invocation.chunks.empty() || invocation.interactive))
+    if (!invocation.compile.empty() && (invocation.script || !invocation.chunks.empty() || invocation.interactive ||
+                                        invocation.stepLimit != 0 || invocation.memoryLimit != 0))
     {
-        throw UsageError("option '-c' cannot be combined with a script, -e or -i");
+        throw UsageError("option '-c' runs nothing: it cannot be combined with a script, -e, -i or a limit");
     }
     return invocation;
 }

@@ -41,13 +41,13 @@ int compileFile(const std::string& source, const std::string& out)
 // Runs what the command line asks for, in order; returns the exit status.
 int runInvocation(const Invocation& invocation, int argc, const char* const* argv)
 {
-    if (!invocation.compile.empty())
-    {
-        return compileFile(invocation.compile[0], invocation.compile[1]);
-    }
     if (invocation.showVersion)
     {
         std::fputs("VelmarLua 0.2\n", stdout);
+    }
+    if (!invocation.compile.empty())
+    {
+        return compileFile(invocation.compile[0], invocation.compile[1]);
     }
     Session session(invocation, argc, argv);
     for (const std::string& chunk : invocation.chunks)

@@ -199,8 +199,12 @@ TEST_F(CliTest, BadCommandLines)
          "velmarlua: option '--memory-limit' value '99999999999999999999' is too large"},
         {"--memory-limit 17179869184G", "velmarlua: option '--memory-limit' value '17179869184G' is too large"},
         {"-c only.lua", "velmarlua: option '-c' needs 2 values (SOURCE OUT)"},
-        {"-c a.lua b.vlbc extra.lua", "velmarlua: option '-c' cannot be combined with a script, -e or -i"},
-        {"-e 'print(1)' -c a.lua b.vlbc", "velmarlua: option '-c' cannot be combined with a script, -e or -i"},
+        {"-c a.lua b.vlbc extra.lua",
+         "velmarlua: option '-c' runs nothing: it cannot be combined with a script, -e, -i or a limit"},
+        {"-e 'print(1)' -c a.lua b.vlbc",
+         "velmarlua: option '-c' runs nothing: it cannot be combined with a script, -e, -i or a limit"},
+        {"--step-limit 9 -c a.lua b.vlbc",
+         "velmarlua: option '-c' runs nothing: it cannot be combined with a script, -e, -i or a limit"},
         {"'-\x1b'", "velmarlua: unknown option '-\\27'"},
     };
     for (const auto& [arguments, message] : cases)
