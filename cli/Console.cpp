@@ -144,7 +144,8 @@ ReadEnd readPlainLine(const char* prompt, std::string& line)
         {
             line.assign(gInput, 0, end);
             gInput.erase(0, end + 1);
-            return ReadEnd::Line;
+            // Without line editing Esc arrives with the line: Esc alone (and Enter) leaves.
+            return line == "\x1b" || line == "\x1b\r" ? ReadEnd::Leave : ReadEnd::Line;
         }
         if (gInputEnded)
         {

@@ -37,11 +37,14 @@ std::string capture(const std::string& command)
 class Terminal
 {
 public:
-    explicit Terminal(const fs::path& home)
+    // `environment`: more NAME=VALUE words for velmarlua.
+    explicit Terminal(const fs::path& home, const std::string& environment = "")
         : socket_("velmar-prompt-" + std::to_string(::getpid()) + "-" + std::to_string(++sessions_))
     {
         const fs::path script = home / "session.sh";
-        std::ofstream(script) << "HOME='" << home.string() << "' '" << VELMAR_CLI_PATH << "'\n"
+        // Ctrl-C reaches the shell too: it must outlive it to show the exit status.
+        std::ofstream(script) << "trap : INT\nHOME='" << home.string() << "' " << environment << " '"
+                              << VELMAR_CLI_PATH << "'\n"
                               << "echo \"[exit $?]\"\nsleep 600\n";
         tmux("-f /dev/null new-session -d -x 100 -y 40 'sh " + script.string() + "'");
     }
@@ -189,12 +192,15 @@ TEST_F(PromptTerminalTest, CtrlCDropsTheLineOrStopsTheRun)
     Terminal terminal(home_);
     ASSERT_TRUE(terminal.shows("\n>\n"));
     terminal.type("print('dropped')");
+    // Ctrl-C flushes what the terminal has not handed over yet, as it would for a person typing fast.
+    ASSERT_TRUE(terminal.shows("> print('dropped')\n"));
     terminal.press("C-c");
     ASSERT_TRUE(terminal.shows("> print('dropped')^C\n>\n"));
     terminal.type("for i = 1, 3 do");
     terminal.press("Enter");
     ASSERT_TRUE(terminal.shows("\n>>\n"));
     terminal.press("C-c");
+    ASSERT_TRUE(terminal.shows(">> ^C\n>\n"));
     terminal.type("print('fresh')");
     terminal.press("Enter");
     ASSERT_TRUE(terminal.shows(">> ^C\n> print('fresh')\nfresh\n>\n"));
@@ -210,6 +216,24 @@ TEST_F(PromptTerminalTest, CtrlCDropsTheLineOrStopsTheRun)
     terminal.type("print('on')");
     terminal.press("Enter");
     EXPECT_TRUE(terminal.shows("\non\n>\n"));
+    EXPECT_EQ(terminal.screen().find("\ndropped"), std::string::npos);
+}
+
+// A terminal that libedit does not serve: plain lines, Ctrl-C still drops one, and Esc with Enter leaves.
+TEST_F(PromptTerminalTest, PlainLinesOnADumbTerminal)
+{
+    Terminal terminal(home_, "TERM=dumb");
+    ASSERT_TRUE(terminal.shows("\n>\n"));
+    terminal.type("print('dropped')");
+    ASSERT_TRUE(terminal.shows("> print('dropped')\n"));
+    terminal.press("C-c");
+    ASSERT_TRUE(terminal.shows("> print('dropped')^C\n>\n"));
+    terminal.type("print('kept')");
+    terminal.press("Enter");
+    ASSERT_TRUE(terminal.shows("> print('kept')\nkept\n>\n"));
+    terminal.press("Escape");
+    terminal.press("Enter");
+    EXPECT_TRUE(terminal.shows("[exit 0]"));
     EXPECT_EQ(terminal.screen().find("\ndropped"), std::string::npos);
 }
 
