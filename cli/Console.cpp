@@ -331,9 +331,10 @@ void openEditor()
     el_set(gEditor, EL_EDITOR, "emacs");
     el_set(gEditor, EL_PROMPT, promptText);
     el_set(gEditor, EL_GETCFN, readCharacter);
-    el_set(gEditor, EL_ADDFN, "velmar-interrupt", "drop the line", interruptKey);
+    // The wide form: the narrow one keeps copies of the names that el_end never frees.
+    el_wset(gEditor, EL_ADDFN, L"velmar-interrupt", L"drop the line", interruptKey);
     el_set(gEditor, EL_BIND, "^C", "velmar-interrupt", nullptr);
-    el_set(gEditor, EL_ADDFN, "velmar-leave", "leave the prompt", leaveKey);
+    el_wset(gEditor, EL_ADDFN, L"velmar-leave", L"leave the prompt", leaveKey);
     el_set(gEditor, EL_BIND, "^\\", "velmar-leave", nullptr);
     // Home, End, Delete and word moves as the common terminals send them.
     static const char* const kKeys[][2] = {
