@@ -269,7 +269,7 @@ TEST_F(CliTest, TheManualPageNamesEveryOption)
             EXPECT_TRUE(std::regex_search(manual, std::regex(entry))) << name << " is missing from velmarlua.1";
         }
     }
-    EXPECT_EQ(options, 9);
+    EXPECT_EQ(options, 11);
 }
 
 TEST_F(CliTest, CompilesAContainerAndRunsIt)
@@ -483,7 +483,7 @@ TEST_F(CliTest, ConfineKeepsScriptsInsideADirectory)
     EXPECT_FALSE(fs::exists("made.txt"));
     outcome = run("--confine missing-dir probe.lua");
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err.rfind("velmarlua: cannot confine files to missing-dir\n", 0), 0u);
+    EXPECT_EQ(outcome.err.rfind("velmarlua: option '--confine' cannot confine files to 'missing-dir'\n", 0), 0u);
 }
 
 } // namespace
