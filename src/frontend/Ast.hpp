@@ -60,20 +60,36 @@ template <typename T> void releaseNodes(std::vector<std::shared_ptr<T>>& nodes) 
 }
 void releaseTarget(struct AssignTarget& target) noexcept;
 
+class Environment;
+
+// How a statement ended: normally, or by a return or break that the enclosing code must honour.
+enum class ExecStatus : std::uint8_t
+{
+    Normal,
+    Return, // the values wait in Impl::pendingReturn or Impl::pendingValue
+    Break,
+};
+
+// Like expressions, every statement runs through an executor picked once by its shape.
+using StmtExecutor = ExecStatus (*)(LuaVM::Impl& vm, const Stmt& statement, Environment* environment);
+ExecStatus executeFirstTime(LuaVM::Impl& vm, const Stmt& statement, Environment* environment);
+
 struct Stmt
 {
     Stmt(StmtKind kind, std::uint32_t line) : kind(kind), line(line) {}
     virtual ~Stmt() = default;
     StmtKind kind;
     std::uint32_t line;
+    mutable StmtExecutor execute = &executeFirstTime; // evaluator-owned
 };
-
-class Environment;
 
 // The evaluator picks one of these per node, by the node's shape, the first time the node runs.
 using ExprEvaluator = Value (*)(LuaVM::Impl& vm, const Expr& expr, Environment* environment);
 // Every node starts with this one: it picks the node's evaluator, installs it and runs it.
 Value evaluateFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment);
+// The truth of a condition, as a C++ bool: comparisons and and/or chains never build a value.
+using ExprTester = bool (*)(LuaVM::Impl& vm, const Expr& expr, Environment* environment);
+bool testFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment);
 
 struct Expr
 {
@@ -144,6 +160,7 @@ struct BinaryExpr : Expr
     ExprPtr left;
     TokenKind op;
     ExprPtr right;
+    mutable ExprTester test = &testFirstTime; // evaluator-owned: the node as a condition
 };
 
 struct TableExpr : Expr

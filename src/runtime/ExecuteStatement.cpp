@@ -1,32 +1,192 @@
 // Statement execution: assignments, declarations, branches, loops, return and break.
-#include "runtime/Interpreter.hpp"
 #include "runtime/Iterator.hpp"
+#include "runtime/Operators.hpp"
 
 #include <cmath>
 
 namespace velmar::lua
 {
 
-// One dispatch and a tail call per statement: the cases live in their own functions so that this one
-// stays small enough to inline into the statement loop.
+// A step, then the statement's own executor.
 [[gnu::always_inline]] inline ExecStatus LuaVM::Impl::dispatchStatement(const Stmt& statement,
                                                                         Environment* environment)
 {
     countStep(statement.line);
+    return statement.execute(*this, statement, environment);
+}
+
+namespace
+{
+
+using Impl = LuaVM::Impl;
+
+ExecStatus executeExpressionNode(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    return vm.executeExpressionStatement(static_cast<const ExpressionStmt&>(statement), environment);
+}
+
+ExecStatus executeAssignmentNode(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    return vm.executeAssignment(static_cast<const AssignmentStmt&>(statement), environment);
+}
+
+ExecStatus executeDeclarationNode(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    return vm.executeFunctionDeclaration(static_cast<const FunctionDeclarationStmt&>(statement), environment);
+}
+
+ExecStatus executeIfNode(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    return vm.executeIf(static_cast<const IfStmt&>(statement), environment);
+}
+
+ExecStatus executeWhileNode(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    return vm.executeWhile(static_cast<const WhileStmt&>(statement), environment);
+}
+
+ExecStatus executeNumericForNode(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    return vm.executeNumericFor(static_cast<const NumericForStmt&>(statement), environment);
+}
+
+ExecStatus executeGenericForNode(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    return vm.executeGenericFor(static_cast<const GenericForStmt&>(statement), environment);
+}
+
+ExecStatus executeReturnNode(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    return vm.executeReturn(static_cast<const ReturnStmt&>(statement), environment);
+}
+
+ExecStatus executeBreakNode(Impl& vm, const Stmt& statement, Environment*)
+{
+    vm.pendingBreakLine = statement.line;
+    return ExecStatus::Break;
+}
+
+ExecStatus executeUnsupported(Impl&, const Stmt& statement, Environment*)
+{
+    failRuntime(statement.line, "unsupported statement");
+}
+
+// The slot of a local target in the innermost environment, or null when that environment lacks it.
+[[gnu::always_inline]] inline Value* targetSlotHere(const AssignTarget& target, Environment* environment)
+{
+    return environment && target.slot < environment->slotCount() ? &environment->slots[target.slot] : nullptr;
+}
+
+// x = value, x a local of the innermost environment.
+ExecStatus executeStoreLocalHere(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    const auto& assignment = static_cast<const AssignmentStmt&>(statement);
+    Value value = vm.evaluateExpression(*assignment.values[0], environment);
+    if (Value* slot = targetSlotHere(assignment.targets[0], environment))
+    {
+        *slot = std::move(value);
+    }
+    return ExecStatus::Normal;
+}
+
+// x = a op b with an arithmetic operator, x a local of the innermost environment: the operands are read
+// where they live and the result goes straight into the slot.
+template <TokenKind Op, Operand Left, Operand Right>
+ExecStatus executeStoreLocalArithmetic(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    const auto& assignment = static_cast<const AssignmentStmt&>(statement);
+    const auto& binary = static_cast<const BinaryExpr&>(*assignment.values[0]);
+    if constexpr (Left == Operand::Any || Right == Operand::Any)
+    {
+        vm.guardStack(binary.line);
+    }
+    Value result;
+    {
+        const Operands<Left, Right> operands(vm, binary, environment);
+        result = arithmetic<Op>(operands.left, operands.right, binary.line);
+    }
+    if (Value* slot = targetSlotHere(assignment.targets[0], environment))
+    {
+        *slot = std::move(result);
+    }
+    return ExecStatus::Normal;
+}
+
+template <TokenKind Op, Operand Left> StmtExecutor storeArithmeticRight(const BinaryExpr& binary)
+{
+    switch (operandShape(*binary.right))
+    {
+    case Operand::Constant: return &executeStoreLocalArithmetic<Op, Left, Operand::Constant>;
+    case Operand::LocalHere: return &executeStoreLocalArithmetic<Op, Left, Operand::LocalHere>;
+    case Operand::Local: return &executeStoreLocalArithmetic<Op, Left, Operand::Local>;
+    default: // the right operand may run code: a local on the left is copied before it runs
+        return &executeStoreLocalArithmetic<Op, Left == Operand::Local || Left == Operand::LocalHere ? Operand::Any : Left,
+                                            Operand::Any>;
+    }
+}
+
+template <TokenKind Op> StmtExecutor storeArithmetic(const BinaryExpr& binary)
+{
+    switch (operandShape(*binary.left))
+    {
+    case Operand::Constant: return storeArithmeticRight<Op, Operand::Constant>(binary);
+    case Operand::LocalHere: return storeArithmeticRight<Op, Operand::LocalHere>(binary);
+    case Operand::Local: return storeArithmeticRight<Op, Operand::Local>(binary);
+    default: return storeArithmeticRight<Op, Operand::Any>(binary);
+    }
+}
+
+StmtExecutor selectAssignment(const AssignmentStmt& assignment)
+{
+    if (assignment.targets.size() != 1 || assignment.values.size() != 1)
+    {
+        return &executeAssignmentNode;
+    }
+    const AssignTarget& target = assignment.targets[0];
+    if (target.kind != AssignTarget::Kind::Name || target.depth < 0 || target.runtimeDepth != 0)
+    {
+        return &executeAssignmentNode;
+    }
+    const Expr& value = *assignment.values[0];
+    if (value.kind == ExprKind::Binary)
+    {
+        const auto& binary = static_cast<const BinaryExpr&>(value);
+        switch (binary.op)
+        {
+        case TokenKind::Plus: return storeArithmetic<TokenKind::Plus>(binary);
+        case TokenKind::Minus: return storeArithmetic<TokenKind::Minus>(binary);
+        case TokenKind::Star: return storeArithmetic<TokenKind::Star>(binary);
+        case TokenKind::Slash: return storeArithmetic<TokenKind::Slash>(binary);
+        case TokenKind::Percent: return storeArithmetic<TokenKind::Percent>(binary);
+        default: break;
+        }
+    }
+    return &executeStoreLocalHere;
+}
+
+StmtExecutor selectExecutor(const Stmt& statement)
+{
     switch (statement.kind)
     {
-    case StmtKind::Expression: return executeExpressionStatement(static_cast<const ExpressionStmt&>(statement), environment);
-    case StmtKind::Assignment: return executeAssignment(static_cast<const AssignmentStmt&>(statement), environment);
-    case StmtKind::FunctionDeclaration:
-        return executeFunctionDeclaration(static_cast<const FunctionDeclarationStmt&>(statement), environment);
-    case StmtKind::If: return executeIf(static_cast<const IfStmt&>(statement), environment);
-    case StmtKind::While: return executeWhile(static_cast<const WhileStmt&>(statement), environment);
-    case StmtKind::NumericFor: return executeNumericFor(static_cast<const NumericForStmt&>(statement), environment);
-    case StmtKind::GenericFor: return executeGenericFor(static_cast<const GenericForStmt&>(statement), environment);
-    case StmtKind::Return: return executeReturn(static_cast<const ReturnStmt&>(statement), environment);
-    case StmtKind::Break: pendingBreakLine = statement.line; return ExecStatus::Break;
+    case StmtKind::Expression: return &executeExpressionNode;
+    case StmtKind::Assignment: return selectAssignment(static_cast<const AssignmentStmt&>(statement));
+    case StmtKind::FunctionDeclaration: return &executeDeclarationNode;
+    case StmtKind::If: return &executeIfNode;
+    case StmtKind::While: return &executeWhileNode;
+    case StmtKind::NumericFor: return &executeNumericForNode;
+    case StmtKind::GenericFor: return &executeGenericForNode;
+    case StmtKind::Return: return &executeReturnNode;
+    case StmtKind::Break: return &executeBreakNode;
     }
-    failRuntime(statement.line, "unsupported statement");
+    return &executeUnsupported;
+}
+
+} // namespace
+
+ExecStatus executeFirstTime(LuaVM::Impl& vm, const Stmt& statement, Environment* environment)
+{
+    statement.execute = selectExecutor(statement);
+    return statement.execute(vm, statement, environment);
 }
 
 ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* environment)
@@ -175,7 +335,7 @@ ExecStatus LuaVM::Impl::executeLoopBody(const StmtList& body, Environment* envir
 {
     for (const IfStmt::Branch& branch : statement.branches)
     {
-        if (evaluateExpression(*branch.condition, environment).isTruthy())
+        if (testCondition(*this, *branch.condition, environment))
         {
             return executeBlock(branch.body, branch.slotCount, branch.noFunctions, environment);
         }
@@ -246,7 +406,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
 [[gnu::noinline]] ExecStatus LuaVM::Impl::executeWhile(const WhileStmt& statement, Environment* environment)
 {
     LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, environment);
-    while (evaluateExpression(*statement.condition, environment).isTruthy())
+    while (testCondition(*this, *statement.condition, environment))
     {
         const ExecStatus status = executeLoopBody(statement.body, loop.next(), statement.line);
         if (status == ExecStatus::Break)

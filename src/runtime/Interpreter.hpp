@@ -22,14 +22,6 @@ namespace velmar::lua
 
 class NativeObject;
 
-// How a statement ended: normally, or by a return or break that the enclosing code must honour.
-enum class ExecStatus : std::uint8_t
-{
-    Normal,
-    Return, // the values wait in Impl::pendingReturn or Impl::pendingValue
-    Break,
-};
-
 constexpr std::size_t kUnbounded = std::numeric_limits<std::size_t>::max();
 
 // Internal: hidden even though LuaVM is exported, so calls between its members bind directly
