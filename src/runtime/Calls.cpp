@@ -220,18 +220,18 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
         failRuntime(line, "attempt to call a function of another interpreter");
     }
     const FunctionExpr& function = *handle->function;
-    if (function.slotCount == 0)
+    if (function.frame.size == 0)
     {
         return runScriptCall<MultiValue>(function, handle->closure.get(), line); // no parameters or locals: no frame
     }
     if (function.noFunctions)
     {
-        Environment environment(frameSlots, function.slotCount);
+        Environment environment(frameSlots, function.frame.size);
         environment.setParent(handle->closure.get());
         bindParameters(function, environment, arguments);
         return runScriptCall<MultiValue>(function, &environment, line);
     }
-    Ref<Environment> environment = Environment::makeShared(function.slotCount);
+    Ref<Environment> environment = Environment::makeShared(function.frame.size);
     environment->setParent(handle->closure.get());
     bindParameters(function, *environment, arguments);
     return runScriptCall<MultiValue>(function, environment.get(), line);
@@ -348,7 +348,7 @@ template <typename Result>
         return invokeCollected<Result>(call, callee, receiver, environment);
     }
     const FunctionExpr& function = *handle->function;
-    if (function.slotCount == 0)
+    if (function.frame.size == 0)
     {
         bindArguments(call, receiver, nullptr, 0, environment);
         return runScriptCall<Result>(function, handle->closure.get(), call.line); // no parameters or locals: no frame
@@ -357,7 +357,7 @@ template <typename Result>
     {
         return invokeShared<Result>(call, *handle, receiver, environment);
     }
-    Environment frame(frameSlots, function.slotCount);
+    Environment frame(frameSlots, function.frame.size);
     frame.setParent(handle->closure.get());
     bindArguments(call, receiver, frame.slots.data(), std::min(function.parameters.size(), frame.slotCount()),
                   environment);
@@ -370,7 +370,7 @@ template <typename Result>
                                                    Environment* environment)
 {
     const FunctionExpr& function = *handle.function;
-    Ref<Environment> frame = Environment::makeShared(function.slotCount);
+    Ref<Environment> frame = Environment::makeShared(function.frame.size);
     frame->setParent(handle.closure.get());
     bindArguments(call, receiver, frame->slots.data(), std::min(function.parameters.size(), frame->slotCount()),
                   environment);

@@ -152,21 +152,22 @@ Value evaluateLiteral(Impl&, const Expr& expr, Environment*)
 Value evaluateLocalHere(Impl&, const Expr& expr, Environment* environment)
 {
     const auto& variable = static_cast<const VariableExpr&>(expr);
-    return environment && variable.slot < environment->slotCount() ? environment->slots[variable.slot] : Value();
+    return environment && variable.runtimeSlot < environment->slotCount() ? environment->slots[variable.runtimeSlot]
+                                                                          : Value();
 }
 
 Value evaluateLocalOuter(Impl&, const Expr& expr, Environment* environment)
 {
     const auto& variable = static_cast<const VariableExpr&>(expr);
     Environment* scope = Impl::resolveLocalEnvironment(environment, variable.runtimeDepth);
-    return scope && variable.slot < scope->slotCount() ? scope->slots[variable.slot] : Value();
+    return scope && variable.runtimeSlot < scope->slotCount() ? scope->slots[variable.runtimeSlot] : Value();
 }
 
 Value evaluateLocalParent(Impl&, const Expr& expr, Environment* environment)
 {
     const auto& variable = static_cast<const VariableExpr&>(expr);
     Environment* scope = environment ? environment->parent() : nullptr;
-    return scope && variable.slot < scope->slotCount() ? scope->slots[variable.slot] : Value();
+    return scope && variable.runtimeSlot < scope->slotCount() ? scope->slots[variable.runtimeSlot] : Value();
 }
 
 Value evaluateGlobal(Impl& vm, const Expr& expr, Environment*)
@@ -657,9 +658,9 @@ void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environm
         if (target.depth >= 0)
         {
             Environment* scope = resolveLocalEnvironment(environment, target.runtimeDepth);
-            if (scope && target.slot < scope->slotCount())
+            if (scope && target.runtimeSlot < scope->slotCount())
             {
-                scope->slots[target.slot] = std::move(value);
+                scope->slots[target.runtimeSlot] = std::move(value);
             }
         }
         else if (target.hasGlobalSlot)

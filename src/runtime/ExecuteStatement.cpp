@@ -74,7 +74,8 @@ ExecStatus executeUnsupported(Impl&, const Stmt& statement, Environment*)
 // The slot of a local target in the innermost environment, or null when that environment lacks it.
 [[gnu::always_inline]] inline Value* targetSlotHere(const AssignTarget& target, Environment* environment)
 {
-    return environment && target.slot < environment->slotCount() ? &environment->slots[target.slot] : nullptr;
+    return environment && target.runtimeSlot < environment->slotCount() ? &environment->slots[target.runtimeSlot]
+                                                                        : nullptr;
 }
 
 // x = value, x a local of the innermost environment.
@@ -263,9 +264,9 @@ ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environmen
         if (target.kind == AssignTarget::Kind::Name && target.depth >= 0) // a local: no table, no global
         {
             Environment* scope = resolveLocalEnvironment(environment, target.runtimeDepth);
-            if (scope && target.slot < scope->slotCount())
+            if (scope && target.runtimeSlot < scope->slotCount())
             {
-                scope->slots[target.slot] = std::move(value);
+                scope->slots[target.runtimeSlot] = std::move(value);
             }
             return ExecStatus::Normal;
         }
@@ -303,6 +304,40 @@ ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environmen
     return ExecStatus::Normal;
 }
 
+namespace
+{
+
+// Lets go of the values of a block's slots in its region's frame: the block has ended.
+void clearSlots(Environment* environment, std::size_t offset, std::size_t count) noexcept
+{
+    const std::size_t end = std::min(offset + count, environment ? environment->slotCount() : 0);
+    for (std::size_t i = offset; i < end; ++i)
+    {
+        environment->slots[i] = Value();
+    }
+}
+
+} // namespace
+
+[[gnu::always_inline]] inline ExecStatus LuaVM::Impl::executeBlock(const StmtList& body, std::size_t slotCount,
+                                                                   bool noFunctions, const BlockFrame& frame,
+                                                                   Environment* environment)
+{
+    guardStack(body.empty() ? 0 : body.front()->line);
+    switch (frame.mode)
+    {
+    case BlockFrame::Mode::None: return executeStatements(body, environment); // no locals: no environment
+    case BlockFrame::Mode::Member:
+    {
+        const ExecStatus status = executeStatements(body, environment);
+        clearSlots(environment, frame.offset, slotCount);
+        return status;
+    }
+    case BlockFrame::Mode::Own: break;
+    }
+    return executeScopedBlock(body, frame.size, noFunctions, environment);
+}
+
 ExecStatus LuaVM::Impl::executeScopedBlock(const StmtList& body, std::size_t slotCount, bool noFunctions,
                                            Environment* environment)
 {
@@ -337,39 +372,60 @@ ExecStatus LuaVM::Impl::executeLoopBody(const StmtList& body, Environment* envir
     {
         if (testCondition(*this, *branch.condition, environment))
         {
-            return executeBlock(branch.body, branch.slotCount, branch.noFunctions, environment);
+            return executeBlock(branch.body, branch.slotCount, branch.noFunctions, branch.frame, environment);
         }
     }
     if (statement.elseBody.empty())
     {
         return ExecStatus::Normal;
     }
-    return executeBlock(statement.elseBody, statement.elseSlotCount, statement.elseNoFunctions, environment);
+    return executeBlock(statement.elseBody, statement.elseSlotCount, statement.elseNoFunctions, statement.elseFrame,
+                        environment);
 }
 
 namespace
 {
 
-// Loop iterations run in one reused local environment, or in a fresh shared one per iteration when
-// the body makes closures (so each closure sees its own iteration's variables).
+// Loop iterations run in one reused local environment, in a fresh shared one per iteration when the
+// body makes closures (so each closure sees its own iteration's variables), or in the enclosing
+// region's frame.
 class LoopEnvironment
 {
 public:
     // `storedSlots`: how many leading slots the loop itself stores before every iteration; when that is
-    // all of them, the reused environment needs no clearing in between.
-    LoopEnvironment(ValueStack& stack, std::size_t slotCount, bool noFunctions, Environment* parent,
-                    std::size_t storedSlots = 0)
-        : local_(stack, noFunctions ? slotCount : 0), slotCount_(slotCount), noFunctions_(noFunctions),
-          clearEachTime_(storedSlots < slotCount), parent_(parent)
+    // all of them, the reused slots need no clearing in between.
+    LoopEnvironment(ValueStack& stack, std::size_t slotCount, bool noFunctions, const BlockFrame& frame,
+                    Environment* parent, std::size_t storedSlots = 0)
+        : local_(stack, frame.mode == BlockFrame::Mode::Own && noFunctions ? frame.size : 0), frame_(frame),
+          slotCount_(slotCount), noFunctions_(noFunctions), clearEachTime_(storedSlots < slotCount), parent_(parent)
     {
         local_.setParent(parent);
     }
+    ~LoopEnvironment()
+    {
+        if (frame_.mode == BlockFrame::Mode::Member)
+        {
+            clearSlots(parent_, frame_.offset, slotCount_);
+        }
+    }
+    LoopEnvironment(const LoopEnvironment&) = delete;
+    LoopEnvironment& operator=(const LoopEnvironment&) = delete;
+
+    // Where the loop's variables start in the environment that next() gives.
+    std::size_t offset() const noexcept { return frame_.mode == BlockFrame::Mode::Member ? frame_.offset : 0; }
 
     [[gnu::always_inline]] Environment* next()
     {
-        if (slotCount_ == 0)
+        switch (frame_.mode)
         {
-            return parent_; // a body without locals runs in the enclosing environment
+        case BlockFrame::Mode::None: return parent_; // a body without locals runs in the enclosing environment
+        case BlockFrame::Mode::Member:
+            if (clearEachTime_)
+            {
+                clearSlots(parent_, frame_.offset, slotCount_);
+            }
+            return parent_;
+        case BlockFrame::Mode::Own: break;
         }
         if (noFunctions_)
         {
@@ -379,7 +435,7 @@ public:
             }
             return &local_;
         }
-        shared_ = Environment::makeShared(slotCount_);
+        shared_ = Environment::makeShared(frame_.size);
         shared_->setParent(parent_);
         return shared_.get();
     }
@@ -387,6 +443,7 @@ public:
 private:
     Environment local_;
     Ref<Environment> shared_;
+    const BlockFrame& frame_;
     std::size_t slotCount_;
     bool noFunctions_;
     bool clearEachTime_;
@@ -405,7 +462,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
 
 [[gnu::noinline]] ExecStatus LuaVM::Impl::executeWhile(const WhileStmt& statement, Environment* environment)
 {
-    LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, environment);
+    LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, statement.frame, environment);
     while (testCondition(*this, *statement.condition, environment))
     {
         const ExecStatus status = executeLoopBody(statement.body, loop.next(), statement.line);
@@ -430,7 +487,9 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     {
         failRuntime(statement.line, "numeric for loop expects numeric bounds");
     }
-    LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, environment, statement.variableSlot == 0 ? 1 : 0);
+    LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, statement.frame, environment,
+                         statement.variableSlot == 0 ? 1 : 0);
+    const std::size_t variableSlot = loop.offset() + statement.variableSlot;
     if (start.isInteger() && limit.isInteger() && step.isInteger())
     {
         const std::int64_t last = limit.integer();
@@ -442,7 +501,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
         for (std::int64_t current = start.integer(); increment > 0 ? current <= last : current >= last;)
         {
             Environment* body = loop.next();
-            storeSlot(body, statement.variableSlot, Value(static_cast<long long>(current)));
+            storeSlot(body, variableSlot, Value(static_cast<long long>(current)));
             const ExecStatus status = executeLoopBody(statement.body, body, statement.line);
             if (status == ExecStatus::Break)
             {
@@ -468,7 +527,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     for (double current = start.asFloat(); increment > 0 ? current <= last : current >= last; current += increment)
     {
         Environment* body = loop.next();
-        storeSlot(body, statement.variableSlot, numericResult(current));
+        storeSlot(body, variableSlot, numericResult(current));
         const ExecStatus status = executeLoopBody(statement.body, body, statement.line);
         if (status == ExecStatus::Break)
         {
@@ -496,14 +555,15 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     {
         ++storedSlots;
     }
-    LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, environment, storedSlots);
+    LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, statement.frame, environment,
+                         storedSlots);
     MultiValue item;
     while (nextIteratorItem(state, item))
     {
         Environment* body = loop.next();
         for (std::size_t i = 0; i < statement.variableSlots.size(); ++i)
         {
-            storeSlot(body, statement.variableSlots[i], i < item.size() ? std::move(item[i]) : Value());
+            storeSlot(body, loop.offset() + statement.variableSlots[i], i < item.size() ? std::move(item[i]) : Value());
         }
         const ExecStatus status = executeLoopBody(statement.body, body, statement.line);
         if (status == ExecStatus::Break)

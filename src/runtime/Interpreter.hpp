@@ -153,15 +153,8 @@ public:
     ExecStatus executeWhile(const WhileStmt& statement, Environment* environment);
     ExecStatus executeNumericFor(const NumericForStmt& statement, Environment* environment);
     ExecStatus executeGenericFor(const GenericForStmt& statement, Environment* environment);
-    ExecStatus executeBlock(const StmtList& body, std::size_t slotCount, bool noFunctions, Environment* environment)
-    {
-        guardStack(body.empty() ? 0 : body.front()->line);
-        if (slotCount == 0)
-        {
-            return executeStatements(body, environment); // no locals: the scope gets no environment
-        }
-        return executeScopedBlock(body, slotCount, noFunctions, environment);
-    }
+    ExecStatus executeBlock(const StmtList& body, std::size_t slotCount, bool noFunctions, const BlockFrame& frame,
+                            Environment* environment);
     // A block with locals, in its own environment (kept out of line: the environment is large).
     [[gnu::noinline]] ExecStatus executeScopedBlock(const StmtList& body, std::size_t slotCount, bool noFunctions,
                                                     Environment* environment);

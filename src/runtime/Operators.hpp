@@ -215,12 +215,12 @@ inline Operand operandShape(const Expr& operand)
 {
     const auto& variable = static_cast<const VariableExpr&>(expr);
     Environment* scope = LuaVM::Impl::resolveLocalEnvironment(environment, variable.runtimeDepth);
-    return scope && variable.slot < scope->slotCount() ? &scope->slots[variable.slot] : nullptr;
+    return scope && variable.runtimeSlot < scope->slotCount() ? &scope->slots[variable.runtimeSlot] : nullptr;
 }
 
 [[gnu::always_inline]] inline Value* localSlotHere(const Expr& expr, Environment* environment)
 {
-    const std::size_t slot = static_cast<const VariableExpr&>(expr).slot;
+    const std::size_t slot = static_cast<const VariableExpr&>(expr).runtimeSlot;
     return environment && slot < environment->slotCount() ? &environment->slots[slot] : nullptr;
 }
 
