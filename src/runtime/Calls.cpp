@@ -122,7 +122,9 @@ template <typename Result>
     {
         for (std::size_t i = 0; i + 1 < count; ++i)
         {
-            const ExecStatus status = executeStatement(*body[i], environment);
+            const Stmt& statement = *body[i];
+            countStep(statement.line);
+            const ExecStatus status = statement.execute(*this, statement, environment);
             if (status == ExecStatus::Return)
             {
                 return takePendingReturn<Result>();
@@ -160,8 +162,7 @@ template <typename Result>
 template <typename Result>
 [[gnu::always_inline]] inline Result LuaVM::Impl::runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line)
 {
-    guardStack(line);
-    countStep(line);
+    countStep(line); // the caller has checked the stack
     try
     {
         return runFunctionBody<Result>(function, frame);
@@ -219,6 +220,7 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
     {
         failRuntime(line, "attempt to call a function of another interpreter");
     }
+    guardStack(line);
     const FunctionExpr& function = *handle->function;
     if (function.frame.size == 0)
     {

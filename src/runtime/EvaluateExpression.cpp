@@ -221,8 +221,8 @@ template <Operand Key> Value evaluateIndexOfLocal(Impl& vm, const Expr& expr, En
     {
         vm.guardStack(index.line);
     }
-    const Value evaluated = Key == Operand::Any ? vm.evaluateExpression(*index.index, environment) : Value();
-    const Value& key = operandIn<Key>(*index.index, environment, evaluated);
+    const OperandRead<Key> keyRead(vm, *index.index, environment);
+    const Value& key = keyRead.value;
     const Value* object = localSlot(*index.object, environment);
     if (object && object->isTable())
     {

@@ -40,6 +40,17 @@ ExecStatus executeIfNode(Impl& vm, const Stmt& statement, Environment* environme
     return vm.executeIf(static_cast<const IfStmt&>(statement), environment);
 }
 
+// if c then ... end: one branch, no else.
+ExecStatus executeIfThen(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    const IfStmt::Branch& branch = static_cast<const IfStmt&>(statement).branches[0];
+    if (testCondition(vm, *branch.condition, environment))
+    {
+        return vm.executeBlock(branch.body, branch.slotCount, branch.noFunctions, branch.frame, environment);
+    }
+    return ExecStatus::Normal;
+}
+
 ExecStatus executeWhileNode(Impl& vm, const Stmt& statement, Environment* environment)
 {
     return vm.executeWhile(static_cast<const WhileStmt&>(statement), environment);
@@ -101,11 +112,8 @@ ExecStatus executeStoreLocalArithmetic(Impl& vm, const Stmt& statement, Environm
     {
         vm.guardStack(binary.line);
     }
-    Value result;
-    {
-        const Operands<Left, Right> operands(vm, binary, environment);
-        result = arithmetic<Op>(operands.left, operands.right, binary.line);
-    }
+    const Operands<Left, Right> operands(vm, binary, environment);
+    Value result = arithmetic<Op>(operands.left, operands.right, binary.line);
     if (Value* slot = targetSlotHere(assignment.targets[0], environment))
     {
         *slot = std::move(result);
@@ -172,7 +180,11 @@ StmtExecutor selectExecutor(const Stmt& statement)
     case StmtKind::Expression: return &executeExpressionNode;
     case StmtKind::Assignment: return selectAssignment(static_cast<const AssignmentStmt&>(statement));
     case StmtKind::FunctionDeclaration: return &executeDeclarationNode;
-    case StmtKind::If: return &executeIfNode;
+    case StmtKind::If:
+    {
+        const auto& conditional = static_cast<const IfStmt&>(statement);
+        return conditional.branches.size() == 1 && conditional.elseBody.empty() ? &executeIfThen : &executeIfNode;
+    }
     case StmtKind::While: return &executeWhileNode;
     case StmtKind::NumericFor: return &executeNumericForNode;
     case StmtKind::GenericFor: return &executeGenericForNode;

@@ -224,10 +224,11 @@ inline Operand operandShape(const Expr& operand)
     return environment && slot < environment->slotCount() ? &environment->slots[slot] : nullptr;
 }
 
-// The operand's value: in place for a literal or a local, else `evaluated` (which the caller filled by
-// evaluating the operand when its shape is Any, and which is nil otherwise).
-template <Operand Mode>
-[[gnu::always_inline]] inline const Value& operandIn(const Expr& operand, Environment* environment, const Value& evaluated)
+// What a local reads as when its environment lacks the slot.
+inline const Value kNilValue;
+
+// The operand's value, read where it lives: a literal or a local.
+template <Operand Mode> [[gnu::always_inline]] inline const Value& operandIn(const Expr& operand, Environment* environment)
 {
     if constexpr (Mode == Operand::Constant)
     {
@@ -236,33 +237,47 @@ template <Operand Mode>
     else if constexpr (Mode == Operand::LocalHere)
     {
         const Value* slot = localSlotHere(operand, environment);
-        return slot ? *slot : evaluated;
-    }
-    else if constexpr (Mode == Operand::Local)
-    {
-        const Value* slot = localSlot(operand, environment);
-        return slot ? *slot : evaluated;
+        return slot ? *slot : kNilValue;
     }
     else
     {
-        return evaluated;
+        static_assert(Mode == Operand::Local);
+        const Value* slot = localSlot(operand, environment);
+        return slot ? *slot : kNilValue;
     }
 }
 
-// The operands of a binary operator, each read where it lives or evaluated, left first.
+// One operand: read where it lives, or evaluated and held for as long as the operator needs it.
+template <Operand Mode> struct OperandRead
+{
+    [[gnu::always_inline]] OperandRead(LuaVM::Impl&, const Expr& operand, Environment* environment)
+        : value(operandIn<Mode>(operand, environment))
+    {
+    }
+    const Value& value;
+};
+
+template <> struct OperandRead<Operand::Any>
+{
+    [[gnu::always_inline]] OperandRead(LuaVM::Impl& vm, const Expr& operand, Environment* environment)
+        : held(vm.evaluateExpression(operand, environment))
+    {
+    }
+    const Value held;
+    const Value& value = held;
+};
+
+// The operands of a binary operator, left first.
 template <Operand Left, Operand Right> struct Operands
 {
     [[gnu::always_inline]] Operands(LuaVM::Impl& vm, const BinaryExpr& binary, Environment* environment)
-        : leftValue(Left == Operand::Any ? vm.evaluateExpression(*binary.left, environment) : Value()),
-          rightValue(Right == Operand::Any ? vm.evaluateExpression(*binary.right, environment) : Value()),
-          left(operandIn<Left>(*binary.left, environment, leftValue)),
-          right(operandIn<Right>(*binary.right, environment, rightValue))
+        : leftRead(vm, *binary.left, environment), rightRead(vm, *binary.right, environment)
     {
     }
-    const Value leftValue;
-    const Value rightValue;
-    const Value& left;
-    const Value& right;
+    const OperandRead<Left> leftRead;
+    const OperandRead<Right> rightRead;
+    const Value& left = leftRead.value;
+    const Value& right = rightRead.value;
 };
 
 // The truth of a condition: comparisons and and/or chains through their testers, `not` by the truth of
