@@ -687,35 +687,32 @@ void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environm
             evaluated = evaluateExpression(*target.object, environment);
             object = &evaluated;
         }
-        if (!object->isTable())
-        {
-            failRuntime(target.line, std::string("attempt to assign into a ") + describeValueType(*object) + " value");
-        }
+        Table* table = assignableTable(*object, target.line);
         if (target.kind == AssignTarget::Kind::Field)
         {
-            tableSetString(object->table(), nameKeyOf(target.nameKey, target.name), std::move(value));
+            tableSetString(table, nameKeyOf(target.nameKey, target.name), std::move(value));
             return;
         }
         const Value key = evaluateExpression(*target.index, environment);
-        if (key.isInteger())
-        {
-            tableSetInteger(object->table(), key.integer(), std::move(value));
-            return;
-        }
-        if (key.isString())
-        {
-            tableSetString(object->table(), key, std::move(value));
-            return;
-        }
-        TableKey tableKey;
-        if (!tryMakeKeyFromValue(key, tableKey))
-        {
-            failRuntime(target.line, "table index must be a number, string, or boolean");
-        }
-        tableSetByKey(object->table(), tableKey, std::move(value));
+        storeIndexed(table, key, std::move(value), target.line);
         return;
     }
     }
+}
+
+void failAssignInto(const Value& object, std::uint32_t line)
+{
+    failRuntime(line, std::string("attempt to assign into a ") + describeValueType(object) + " value");
+}
+
+void storeKeyed(Table* table, const Value& key, Value value, std::uint32_t line)
+{
+    TableKey tableKey;
+    if (!tryMakeKeyFromValue(key, tableKey))
+    {
+        failRuntime(line, "table index must be a number, string, or boolean");
+    }
+    tableSetByKey(table, tableKey, std::move(value));
 }
 
 } // namespace velmar::lua

@@ -121,6 +121,28 @@ ExecStatus executeStoreLocalArithmetic(Impl& vm, const Stmt& statement, Environm
     return ExecStatus::Normal;
 }
 
+// t[k] = value and t.name = value, t a local of the innermost environment and k a literal or such a
+// local: the value first, then the table and the key read where they live.
+template <Operand Key> ExecStatus executeStoreIndexOfLocal(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    const auto& assignment = static_cast<const AssignmentStmt&>(statement);
+    const AssignTarget& target = assignment.targets[0];
+    Value value = vm.evaluateExpression(*assignment.values[0], environment);
+    Table* table = assignableTable(operandIn<Operand::LocalHere>(*target.object, environment), target.line);
+    storeIndexed(table, operandIn<Key>(*target.index, environment), std::move(value), target.line);
+    return ExecStatus::Normal;
+}
+
+ExecStatus executeStoreFieldOfLocal(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    const auto& assignment = static_cast<const AssignmentStmt&>(statement);
+    const AssignTarget& target = assignment.targets[0];
+    Value value = vm.evaluateExpression(*assignment.values[0], environment);
+    Table* table = assignableTable(operandIn<Operand::LocalHere>(*target.object, environment), target.line);
+    tableSetString(table, vm.nameKeyOf(target.nameKey, target.name), std::move(value));
+    return ExecStatus::Normal;
+}
+
 template <TokenKind Op, Operand Left> StmtExecutor storeArithmeticRight(const BinaryExpr& binary)
 {
     switch (operandShape(*binary.right))
@@ -152,7 +174,24 @@ StmtExecutor selectAssignment(const AssignmentStmt& assignment)
         return &executeAssignmentNode;
     }
     const AssignTarget& target = assignment.targets[0];
-    if (target.kind != AssignTarget::Kind::Name || target.depth < 0 || target.runtimeDepth != 0)
+    if (target.kind != AssignTarget::Kind::Name)
+    {
+        if (operandShape(*target.object) != Operand::LocalHere)
+        {
+            return &executeAssignmentNode;
+        }
+        if (target.kind == AssignTarget::Kind::Field)
+        {
+            return &executeStoreFieldOfLocal;
+        }
+        switch (operandShape(*target.index))
+        {
+        case Operand::Constant: return &executeStoreIndexOfLocal<Operand::Constant>;
+        case Operand::LocalHere: return &executeStoreIndexOfLocal<Operand::LocalHere>;
+        default: return &executeAssignmentNode;
+        }
+    }
+    if (target.depth < 0 || target.runtimeDepth != 0)
     {
         return &executeAssignmentNode;
     }
@@ -173,6 +212,34 @@ StmtExecutor selectAssignment(const AssignmentStmt& assignment)
     return &executeStoreLocalHere;
 }
 
+// A block that is exactly `return v`, v one expression that is not a call.
+bool returnsOnePlainValue(const StmtList& body)
+{
+    if (body.size() != 1 || body[0]->kind != StmtKind::Return)
+    {
+        return false;
+    }
+    const auto& values = static_cast<const ReturnStmt&>(*body[0]).values;
+    return values.size() == 1 && values[0]->kind != ExprKind::Call;
+}
+
+// if c then return v end: the guard clause of most recursive functions. The return statement still
+// counts its step; its value waits where every return's does.
+ExecStatus executeIfReturn(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    const IfStmt::Branch& branch = static_cast<const IfStmt&>(statement).branches[0];
+    if (!testCondition(vm, *branch.condition, environment))
+    {
+        return ExecStatus::Normal;
+    }
+    const Stmt& ret = *branch.body[0];
+    vm.guardStack(ret.line);
+    vm.countStep(ret.line);
+    vm.pendingValue = vm.evaluateExpression(*static_cast<const ReturnStmt&>(ret).values[0], environment);
+    vm.pendingIsValue = true;
+    return ExecStatus::Return;
+}
+
 StmtExecutor selectExecutor(const Stmt& statement)
 {
     switch (statement.kind)
@@ -183,7 +250,11 @@ StmtExecutor selectExecutor(const Stmt& statement)
     case StmtKind::If:
     {
         const auto& conditional = static_cast<const IfStmt&>(statement);
-        return conditional.branches.size() == 1 && conditional.elseBody.empty() ? &executeIfThen : &executeIfNode;
+        if (conditional.branches.size() != 1 || !conditional.elseBody.empty())
+        {
+            return &executeIfNode;
+        }
+        return returnsOnePlainValue(conditional.branches[0].body) ? &executeIfReturn : &executeIfThen;
     }
     case StmtKind::While: return &executeWhileNode;
     case StmtKind::NumericFor: return &executeNumericForNode;

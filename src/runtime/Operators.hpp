@@ -179,6 +179,38 @@ inline Value applyOperator(LuaVM::Impl& vm, TokenKind op, const Value& left, con
     }
 }
 
+// ---- Stores into tables ----
+
+// The object of a field or index store must be a table: "attempt to assign into a ... value".
+[[gnu::noinline]] [[noreturn]] void failAssignInto(const Value& object, std::uint32_t line);
+// t[key] = value for a key that is neither an integer nor a string (or that cannot be a key at all).
+[[gnu::noinline]] void storeKeyed(Table* table, const Value& key, Value value, std::uint32_t line);
+
+[[gnu::always_inline]] inline Table* assignableTable(const Value& object, std::uint32_t line)
+{
+    if (!object.isTable()) [[unlikely]]
+    {
+        failAssignInto(object, line);
+    }
+    return object.table();
+}
+
+// t[key] = value once the table is known and the key evaluated: every indexed store ends here.
+[[gnu::always_inline]] inline void storeIndexed(Table* table, const Value& key, Value value, std::uint32_t line)
+{
+    if (key.isInteger())
+    {
+        tableSetInteger(table, key.integer(), std::move(value));
+        return;
+    }
+    if (key.isString())
+    {
+        tableSetString(table, key, std::move(value));
+        return;
+    }
+    storeKeyed(table, key, std::move(value), line);
+}
+
 // ---- Operands read where they live ----
 
 // How an operator, an index or a fused statement reaches an operand: a literal or a local is read where
