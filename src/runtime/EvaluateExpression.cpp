@@ -201,20 +201,20 @@ Value evaluateIndexNode(Impl& vm, const Expr& expr, Environment* environment)
 }
 
 // t.name on a local t: the table is read in place instead of being copied out of its slot.
-Value evaluateFieldOfLocal(Impl& vm, const Expr& expr, Environment* environment)
+template <Operand Object> Value evaluateFieldOfLocal(Impl& vm, const Expr& expr, Environment* environment)
 {
     const auto& field = static_cast<const FieldExpr&>(expr);
-    const Value* object = localSlot(*field.object, environment);
-    if (object && object->isTable())
+    const Value& object = operandIn<Object>(*field.object, environment);
+    if (object.isTable())
     {
-        return tableGetString(object->table(), *vm.nameKeyOf(field.cacheKey, field.name).string());
+        return tableGetString(object.table(), *vm.nameKeyOf(field.cacheKey, field.name).string());
     }
     return vm.evaluateField(field, environment);
 }
 
 // t[k] on a local t with a key that runs no code, so nothing can change t while k is evaluated: the key
 // first (read where it lives when it is a literal or a local), then the table read in place.
-template <Operand Key> Value evaluateIndexOfLocal(Impl& vm, const Expr& expr, Environment* environment)
+template <Operand Object, Operand Key> Value evaluateIndexOfLocal(Impl& vm, const Expr& expr, Environment* environment)
 {
     const auto& index = static_cast<const IndexExpr&>(expr);
     if constexpr (Key == Operand::Any)
@@ -223,19 +223,30 @@ template <Operand Key> Value evaluateIndexOfLocal(Impl& vm, const Expr& expr, En
     }
     const OperandRead<Key> keyRead(vm, *index.index, environment);
     const Value& key = keyRead.value;
-    const Value* object = localSlot(*index.object, environment);
-    if (object && object->isTable())
+    const Value& object = operandIn<Object>(*index.object, environment);
+    if (object.isTable())
     {
         if (key.isInteger())
         {
-            return tableGetInteger(object->table(), key.integer());
+            return tableGetInteger(object.table(), key.integer());
         }
         if (key.isString())
         {
-            return tableGetString(object->table(), *key.string());
+            return tableGetString(object.table(), *key.string());
         }
     }
-    return vm.indexValue(object ? *object : Value(), key, index.line);
+    return vm.indexValue(object, key, index.line);
+}
+
+template <Operand Object> ExprEvaluator indexOfLocal(const IndexExpr& index)
+{
+    switch (operandShape(*index.index))
+    {
+    case Operand::Constant: return &evaluateIndexOfLocal<Object, Operand::Constant>;
+    case Operand::LocalHere: return &evaluateIndexOfLocal<Object, Operand::LocalHere>;
+    case Operand::Local: return &evaluateIndexOfLocal<Object, Operand::Local>;
+    default: return &evaluateIndexOfLocal<Object, Operand::Any>;
+    }
 }
 
 Value evaluateCallNode(Impl& vm, const Expr& expr, Environment* environment)
@@ -410,8 +421,12 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
     }
     case ExprKind::Table: return &evaluateTableNode;
     case ExprKind::Field:
-        return isLocalVariable(*static_cast<const FieldExpr&>(expr).object) ? &evaluateFieldOfLocal
-                                                                              : &evaluateFieldNode;
+        switch (operandShape(*static_cast<const FieldExpr&>(expr).object))
+        {
+        case Operand::LocalHere: return &evaluateFieldOfLocal<Operand::LocalHere>;
+        case Operand::Local: return &evaluateFieldOfLocal<Operand::Local>;
+        default: return &evaluateFieldNode;
+        }
     case ExprKind::Index:
     {
         const auto& index = static_cast<const IndexExpr&>(expr);
@@ -419,13 +434,8 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
         {
             return &evaluateIndexNode;
         }
-        switch (operandShape(*index.index))
-        {
-        case Operand::Constant: return &evaluateIndexOfLocal<Operand::Constant>;
-        case Operand::LocalHere: return &evaluateIndexOfLocal<Operand::LocalHere>;
-        case Operand::Local: return &evaluateIndexOfLocal<Operand::Local>;
-        default: return &evaluateIndexOfLocal<Operand::Any>;
-        }
+        return operandShape(*index.object) == Operand::LocalHere ? indexOfLocal<Operand::LocalHere>(index)
+                                                                 : indexOfLocal<Operand::Local>(index);
     }
     case ExprKind::Call: return &evaluateCallNode;
     case ExprKind::Function: return &evaluateFunctionNode;

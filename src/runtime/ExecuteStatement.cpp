@@ -101,6 +101,18 @@ ExecStatus executeStoreLocalHere(Impl& vm, const Stmt& statement, Environment* e
     return ExecStatus::Normal;
 }
 
+// x = y or x = literal, x a local of the innermost environment: a copy, no evaluation.
+template <Operand Source> ExecStatus executeCopyToLocalHere(Impl&, const Stmt& statement, Environment* environment)
+{
+    const auto& assignment = static_cast<const AssignmentStmt&>(statement);
+    const Value& value = operandIn<Source>(*assignment.values[0], environment);
+    if (Value* slot = targetSlotHere(assignment.targets[0], environment))
+    {
+        *slot = value;
+    }
+    return ExecStatus::Normal;
+}
+
 // x = a op b with an arithmetic operator, x a local of the innermost environment: the operands are read
 // where they live and the result goes straight into the slot.
 template <TokenKind Op, Operand Left, Operand Right>
@@ -209,7 +221,13 @@ StmtExecutor selectAssignment(const AssignmentStmt& assignment)
         default: break;
         }
     }
-    return &executeStoreLocalHere;
+    switch (operandShape(value))
+    {
+    case Operand::Constant: return &executeCopyToLocalHere<Operand::Constant>;
+    case Operand::LocalHere: return &executeCopyToLocalHere<Operand::LocalHere>;
+    case Operand::Local: return &executeCopyToLocalHere<Operand::Local>;
+    default: return &executeStoreLocalHere;
+    }
 }
 
 // A block that is exactly `return v`, v one expression that is not a call.
