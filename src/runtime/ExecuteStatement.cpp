@@ -230,19 +230,14 @@ StmtExecutor selectAssignment(const AssignmentStmt& assignment)
     }
 }
 
-// A block that is exactly `return v`, v one expression that is not a call.
-bool returnsOnePlainValue(const StmtList& body)
+// A block that is exactly one return statement.
+bool onlyReturns(const StmtList& body)
 {
-    if (body.size() != 1 || body[0]->kind != StmtKind::Return)
-    {
-        return false;
-    }
-    const auto& values = static_cast<const ReturnStmt&>(*body[0]).values;
-    return values.size() == 1 && values[0]->kind != ExprKind::Call;
+    return body.size() == 1 && body[0]->kind == StmtKind::Return;
 }
 
-// if c then return v end: the guard clause of most recursive functions. The return statement still
-// counts its step; its value waits where every return's does.
+// if c then return ... end: the guard clause of most recursive functions, without a block around the
+// return. The return statement still counts its step; its values wait where every return's do.
 ExecStatus executeIfReturn(Impl& vm, const Stmt& statement, Environment* environment)
 {
     const IfStmt::Branch& branch = static_cast<const IfStmt&>(statement).branches[0];
@@ -250,12 +245,16 @@ ExecStatus executeIfReturn(Impl& vm, const Stmt& statement, Environment* environ
     {
         return ExecStatus::Normal;
     }
-    const Stmt& ret = *branch.body[0];
+    const auto& ret = static_cast<const ReturnStmt&>(*branch.body[0]);
     vm.guardStack(ret.line);
     vm.countStep(ret.line);
-    vm.pendingValue = vm.evaluateExpression(*static_cast<const ReturnStmt&>(ret).values[0], environment);
-    vm.pendingIsValue = true;
-    return ExecStatus::Return;
+    if (ret.values.size() == 1 && ret.values[0]->kind != ExprKind::Call)
+    {
+        vm.pendingValue = vm.evaluateExpression(*ret.values[0], environment);
+        vm.pendingIsValue = true;
+        return ExecStatus::Return;
+    }
+    return vm.executeReturn(ret, environment);
 }
 
 StmtExecutor selectExecutor(const Stmt& statement)
@@ -272,7 +271,7 @@ StmtExecutor selectExecutor(const Stmt& statement)
         {
             return &executeIfNode;
         }
-        return returnsOnePlainValue(conditional.branches[0].body) ? &executeIfReturn : &executeIfThen;
+        return onlyReturns(conditional.branches[0].body) ? &executeIfReturn : &executeIfThen;
     }
     case StmtKind::While: return &executeWhileNode;
     case StmtKind::NumericFor: return &executeNumericForNode;
