@@ -264,8 +264,9 @@ Value evaluateBinaryNode(Impl& vm, const Expr& expr, Environment* environment)
     return vm.evaluateBinary(static_cast<const BinaryExpr&>(expr), environment);
 }
 
+// An operator on operands of known shapes: a value for arithmetic, a bool for comparisons.
 template <TokenKind Op, Operand Left, Operand Right>
-Value evaluateOperator(Impl& vm, const Expr& expr, Environment* environment)
+[[gnu::always_inline]] inline auto operateShaped(Impl& vm, const Expr& expr, Environment* environment)
 {
     const auto& binary = static_cast<const BinaryExpr&>(expr);
     if constexpr (Left == Operand::Any || Right == Operand::Any)
@@ -279,21 +280,21 @@ Value evaluateOperator(Impl& vm, const Expr& expr, Environment* environment)
     }
     else
     {
-        return Value(comparison<Op>(operands.left, operands.right, binary.line));
+        return comparison<Op>(operands.left, operands.right, binary.line);
     }
+}
+
+template <TokenKind Op, Operand Left, Operand Right>
+Value evaluateOperator(Impl& vm, const Expr& expr, Environment* environment)
+{
+    return Value(operateShaped<Op, Left, Right>(vm, expr, environment));
 }
 
 // The same comparison as a condition: a bool, no value built.
 template <TokenKind Op, Operand Left, Operand Right>
 bool testOperator(Impl& vm, const Expr& expr, Environment* environment)
 {
-    const auto& binary = static_cast<const BinaryExpr&>(expr);
-    if constexpr (Left == Operand::Any || Right == Operand::Any)
-    {
-        vm.guardStack(binary.line);
-    }
-    const Operands<Left, Right> operands(vm, binary, environment);
-    return comparison<Op>(operands.left, operands.right, binary.line);
+    return operateShaped<Op, Left, Right>(vm, expr, environment);
 }
 
 // One function per operator and operand shapes, for evaluation (Test false) or as a condition.

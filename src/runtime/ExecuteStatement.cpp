@@ -20,24 +20,11 @@ namespace
 
 using Impl = LuaVM::Impl;
 
-ExecStatus executeExpressionNode(Impl& vm, const Stmt& statement, Environment* environment)
+// A statement kind's general executor: the member that runs that kind of node.
+template <typename Node, ExecStatus (Impl::*Run)(const Node&, Environment*)>
+ExecStatus executeAs(Impl& vm, const Stmt& statement, Environment* environment)
 {
-    return vm.executeExpressionStatement(static_cast<const ExpressionStmt&>(statement), environment);
-}
-
-ExecStatus executeAssignmentNode(Impl& vm, const Stmt& statement, Environment* environment)
-{
-    return vm.executeAssignment(static_cast<const AssignmentStmt&>(statement), environment);
-}
-
-ExecStatus executeDeclarationNode(Impl& vm, const Stmt& statement, Environment* environment)
-{
-    return vm.executeFunctionDeclaration(static_cast<const FunctionDeclarationStmt&>(statement), environment);
-}
-
-ExecStatus executeIfNode(Impl& vm, const Stmt& statement, Environment* environment)
-{
-    return vm.executeIf(static_cast<const IfStmt&>(statement), environment);
+    return (vm.*Run)(static_cast<const Node&>(statement), environment);
 }
 
 // if c then ... end: one branch, no else.
@@ -49,26 +36,6 @@ ExecStatus executeIfThen(Impl& vm, const Stmt& statement, Environment* environme
         return vm.executeBlock(branch.body, branch.slotCount, branch.noFunctions, branch.frame, environment);
     }
     return ExecStatus::Normal;
-}
-
-ExecStatus executeWhileNode(Impl& vm, const Stmt& statement, Environment* environment)
-{
-    return vm.executeWhile(static_cast<const WhileStmt&>(statement), environment);
-}
-
-ExecStatus executeNumericForNode(Impl& vm, const Stmt& statement, Environment* environment)
-{
-    return vm.executeNumericFor(static_cast<const NumericForStmt&>(statement), environment);
-}
-
-ExecStatus executeGenericForNode(Impl& vm, const Stmt& statement, Environment* environment)
-{
-    return vm.executeGenericFor(static_cast<const GenericForStmt&>(statement), environment);
-}
-
-ExecStatus executeReturnNode(Impl& vm, const Stmt& statement, Environment* environment)
-{
-    return vm.executeReturn(static_cast<const ReturnStmt&>(statement), environment);
 }
 
 ExecStatus executeBreakNode(Impl& vm, const Stmt& statement, Environment*)
@@ -183,14 +150,14 @@ StmtExecutor selectAssignment(const AssignmentStmt& assignment)
 {
     if (assignment.targets.size() != 1 || assignment.values.size() != 1)
     {
-        return &executeAssignmentNode;
+        return &executeAs<AssignmentStmt, &Impl::executeAssignment>;
     }
     const AssignTarget& target = assignment.targets[0];
     if (target.kind != AssignTarget::Kind::Name)
     {
         if (operandShape(*target.object) != Operand::LocalHere)
         {
-            return &executeAssignmentNode;
+            return &executeAs<AssignmentStmt, &Impl::executeAssignment>;
         }
         if (target.kind == AssignTarget::Kind::Field)
         {
@@ -200,12 +167,12 @@ StmtExecutor selectAssignment(const AssignmentStmt& assignment)
         {
         case Operand::Constant: return &executeStoreIndexOfLocal<Operand::Constant>;
         case Operand::LocalHere: return &executeStoreIndexOfLocal<Operand::LocalHere>;
-        default: return &executeAssignmentNode;
+        default: return &executeAs<AssignmentStmt, &Impl::executeAssignment>;
         }
     }
     if (target.depth < 0 || target.runtimeDepth != 0)
     {
-        return &executeAssignmentNode;
+        return &executeAs<AssignmentStmt, &Impl::executeAssignment>;
     }
     const Expr& value = *assignment.values[0];
     if (value.kind == ExprKind::Binary)
@@ -261,22 +228,22 @@ StmtExecutor selectExecutor(const Stmt& statement)
 {
     switch (statement.kind)
     {
-    case StmtKind::Expression: return &executeExpressionNode;
+    case StmtKind::Expression: return &executeAs<ExpressionStmt, &Impl::executeExpressionStatement>;
     case StmtKind::Assignment: return selectAssignment(static_cast<const AssignmentStmt&>(statement));
-    case StmtKind::FunctionDeclaration: return &executeDeclarationNode;
+    case StmtKind::FunctionDeclaration: return &executeAs<FunctionDeclarationStmt, &Impl::executeFunctionDeclaration>;
     case StmtKind::If:
     {
         const auto& conditional = static_cast<const IfStmt&>(statement);
         if (conditional.branches.size() != 1 || !conditional.elseBody.empty())
         {
-            return &executeIfNode;
+            return &executeAs<IfStmt, &Impl::executeIf>;
         }
         return onlyReturns(conditional.branches[0].body) ? &executeIfReturn : &executeIfThen;
     }
-    case StmtKind::While: return &executeWhileNode;
-    case StmtKind::NumericFor: return &executeNumericForNode;
-    case StmtKind::GenericFor: return &executeGenericForNode;
-    case StmtKind::Return: return &executeReturnNode;
+    case StmtKind::While: return &executeAs<WhileStmt, &Impl::executeWhile>;
+    case StmtKind::NumericFor: return &executeAs<NumericForStmt, &Impl::executeNumericFor>;
+    case StmtKind::GenericFor: return &executeAs<GenericForStmt, &Impl::executeGenericFor>;
+    case StmtKind::Return: return &executeAs<ReturnStmt, &Impl::executeReturn>;
     case StmtKind::Break: return &executeBreakNode;
     }
     return &executeUnsupported;
