@@ -1,4 +1,5 @@
-// The velmarlua binary itself: output, standard error, exit statuses, arg, -e, -c and the prompt.
+// The velmarlua binary run as a process: the command-line conventions, arg, standard input, file errors,
+// escaped messages, limits, containers and the prompt fed from a pipe.
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -7,13 +8,14 @@
 
 #include <chrono>
 #include <csignal>
-#include <thread>
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <regex>
 #include <sstream>
 #include <string>
+#include <thread>
 
 namespace
 {
@@ -35,15 +37,26 @@ std::string slurp(const fs::path& path)
     return contents.str();
 }
 
-std::string quote(const std::string& text)
+// "$CLI" stands for the path of the binary, as arg shows it.
+std::string expand(std::string text)
 {
-    std::string quoted = "'";
-    for (char c : text)
+    for (std::size_t at; (at = text.find("$CLI")) != std::string::npos;)
     {
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+        text.replace(at, 4, VELMAR_CLI_PATH);
     }
-    return quoted + "'";
+    return text;
 }
+
+std::string firstLine(const std::string& text)
+{
+    return text.substr(0, text.find('\n'));
+}
+
+const std::string kBanner = "VelmarLua Desktop For VelmarBoot\n"
+                            "type Lua code at the VelmarBoot prompt and press Enter\n"
+                            "type exit or press Esc on an empty prompt to leave\n"
+                            "autoruns index.lua if it is present\n"
+                            "use dofile(\"name.lua\") to run files from disk\n\n";
 
 class CliTest : public testing::Test
 {
@@ -59,15 +72,17 @@ protected:
     void TearDown() override
     {
         fs::current_path(previous_);
+        fs::permissions(directory_, fs::perms::owner_all, fs::perm_options::add);
         fs::remove_all(directory_);
     }
 
-    // Runs velmarlua with the given arguments (already quoted) and standard input.
-    Outcome run(const std::string& arguments, const std::string& input = "")
+    // Runs `prefix velmarlua arguments` through the shell (arguments are shell words) with the given
+    // standard input.
+    Outcome run(const std::string& arguments, const std::string& input = "", const std::string& prefix = "")
     {
         std::ofstream("stdin.txt", std::ios::binary) << input;
-        const std::string command =
-            quote(VELMAR_CLI_PATH) + " " + arguments + " < stdin.txt > stdout.txt 2> stderr.txt";
+        const std::string command = prefix + "'" + VELMAR_CLI_PATH + "' " + arguments +
+                                    " < stdin.txt > stdout.txt 2> stderr.txt";
         const int raw = std::system(command.c_str());
         Outcome outcome;
         outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
@@ -80,57 +95,201 @@ protected:
     fs::path directory_;
 };
 
-TEST_F(CliTest, RunsAScriptWithItsArguments)
+struct Case
 {
-    std::ofstream("args.lua") << "print(#arg, arg[0], arg[1], arg[2])\nio = nil\nreturn 1";
-    const Outcome outcome = run("args.lua one 'two words'");
-    EXPECT_EQ(outcome.out, "2\targs.lua\tone\ttwo words\n");
-    EXPECT_EQ(outcome.err, "");
-    EXPECT_EQ(outcome.status, 0);
+    const char* name;
+    std::map<std::string, std::string> files;
+    const char* arguments;
+    const char* input;
+    std::string out;
+    const char* err;
+    int status;
+};
+
+// Each convention of the command line, run against the real binary.
+TEST_F(CliTest, Conventions)
+{
+    const Case cases[] = {
+        {"stdin is one chunk when it is not a terminal", {}, "", "print('a')\nprint(arg[0] == nil, #arg)\n",
+         "a\nfalse\t0\n", "", 0},
+        {"stdin chunk errors end the run", {}, "", "print(1)\nerror('e')\nprint(2)", "1\n", "stdin:2: e\n", 1},
+        {"- runs stdin with arguments", {}, "- x y", "print(arg[0], arg[1], arg[2], #arg)", "-\tx\ty\t2\n", "", 0},
+        {"- skips a first # line", {}, "-", "#!shebang\nerror('line 2')", "", "stdin:2: line 2\n", 1},
+        {"several -e run in order, then the script", {{"s.lua", "print(x + 1)"}},
+         "-e 'print(1)' -e'x = 2' -e 'print(x)' s.lua", "", "1\n2\n3\n", "", 0},
+        {"an -e error stops everything after it", {{"s.lua", "print('script')"}},
+         "-e 'print(1)' -e 'error(\"no\")' -e 'print(3)' s.lua", "", "1\n", "(command line):1: no\n", 1},
+        {"-e with no script does not read stdin", {}, "-e 'print(2)'", "print('stdin')", "2\n", "", 0},
+        {"arg around a script", {{"args.lua", "print(arg[-3], arg[-2], arg[-1], arg[0], arg[1], arg[2], #arg)"}},
+         "-e 'y = 1' args.lua one 'two words'", "", "$CLI\t-e\ty = 1\targs.lua\tone\ttwo words\t2\n", "", 0},
+        {"arg without a script", {}, "-e 'print(arg[0], arg[1], arg[2], arg[-1], #arg)'", "",
+         "$CLI\t-e\tprint(arg[0], arg[1], arg[2], arg[-1], #arg)\tnil\t2\n", "", 0},
+        {"options after the script are its arguments", {{"s.lua", "print(arg[1], arg[2])"}}, "s.lua -e -i", "",
+         "-e\t-i\n", "", 0},
+        {"-- ends the options", {{"-e.lua", "print('dash file', arg[-1])"}}, "-- -e.lua", "", "dash file\t--\n", "",
+         0},
+        {"a first # line is skipped, lines keep their numbers",
+         {{"she.lua", "#!/usr/bin/env velmarlua\nprint('ok')\nerror('line 3')"}}, "she.lua", "", "ok\n",
+         "she.lua:3: line 3\n", 1},
+        {"a byte-order mark is skipped", {{"bom.lua", "\xEF\xBB\xBFprint('bom')"}}, "bom.lua", "", "bom\n", "", 0},
+        {"a missing file", {}, "missing.lua", "", "", "cannot open missing.lua (No such file or directory)\n", 1},
+        {"a directory", {{"dir/x", ""}}, "dir", "", "", "cannot open dir (Is a directory)\n", 1},
+        {"control bytes and bad UTF-8 in messages are escaped",
+         {{"bin.lua", std::string("error(\"a\x1b[31mb\xff\xc3\xa9\")")}}, "bin.lua", "", "",
+         "bin.lua:1: a\\27[31mb\\255\xc3\xa9\n", 1},
+        {"a binary file", {{"bin", std::string("\x7f" "ELF\x02\x01", 6)}}, "bin", "", "",
+         "bin:1:1: unexpected character '\\127'\n", 1},
+        {"a zero byte does not cut a message short", {{"nul.lua", "error('x\\0y')"}}, "nul.lua", "", "",
+         "nul.lua:1: x\\0y\n", 1},
+        {"os.exit sets the status", {}, "-e 'print(\"bye\") os.exit(7) print(\"never\")'", "", "bye\n", "", 7},
+        {"os.exit inside pcall", {}, "-e 'pcall(os.exit, 4)'", "", "", "", 4},
+        {"os.exit in an -e skips the script", {{"s.lua", "print('no')"}}, "-e 'os.exit(0)' s.lua", "", "", "", 0},
+        {"partial output lines are completed", {}, "-e 'io.write(\"a\")'", "", "a\n", "", 0},
+        {"-v alone", {}, "-v", "print('no')", "VelmarLua 0.2\n", "", 0},
+        {"-v then the script", {{"s.lua", "print('s')"}}, "-v s.lua", "", "VelmarLua 0.2\ns\n", "", 0},
+        {"dofile runs in the same interpreter", {{"lib.lua", "#!x\nshared = 41\nreturn shared + 1"}},
+         "-e 'print(dofile(\"lib.lua\"), shared)'", "", "42\t41\n", "", 0},
+        {"a failing dofile ends the run", {{"bad.lua", "\nerror('inside')"}},
+         "-e 'print(pcall(dofile, \"bad.lua\"))' -e 'print(\"next\")'", "", "", "bad.lua:2: inside\n", 1},
+        {"dofile of a missing file", {}, "-e 'dofile(\"nope.lua\")'", "", "",
+         "cannot open nope.lua (No such file or directory)\n", 1},
+        {"os.exit inside dofile ends the program", {{"quit.lua", "os.exit(3)"}},
+         "-e 'dofile(\"quit.lua\") print(\"no\")'", "", "", "", 3},
+        {"-i after a script reads the prompt", {{"s.lua", "x = 5"}}, "-i s.lua", "x * 2\n",
+         kBanner + "> 10\n> \n", "", 0},
+    };
+    for (const Case& c : cases)
+    {
+        for (const auto& [name, contents] : c.files)
+        {
+            fs::create_directories(fs::path(name).parent_path().empty() ? "." : fs::path(name).parent_path());
+            std::ofstream(name, std::ios::binary) << contents;
+        }
+        const Outcome outcome = run(c.arguments, c.input);
+        EXPECT_EQ(outcome.out, expand(c.out)) << c.name;
+        EXPECT_EQ(outcome.err, expand(c.err)) << c.name;
+        EXPECT_EQ(outcome.status, c.status) << c.name;
+    }
 }
 
-TEST_F(CliTest, FailuresGoToStandardErrorWithStatusOne)
+TEST_F(CliTest, AnUnreadableFileSaysPermissionDenied)
 {
-    std::ofstream("bad.lua") << "print('before')\nlocal x = nil + 1";
-    Outcome outcome = run("bad.lua");
-    EXPECT_EQ(outcome.out, "before\n");
-    EXPECT_EQ(outcome.err, "bad.lua:2: operator '+' expects numbers\n");
-    EXPECT_EQ(outcome.status, 1);
-
-    outcome = run("missing.lua");
-    EXPECT_EQ(outcome.err, "unable to open script file: missing.lua\n");
-    EXPECT_EQ(outcome.status, 1);
-
-    outcome = run("-e 'x = = 1'");
-    EXPECT_EQ(outcome.err, "(command line):1:5: expected expression\n");
+    std::ofstream("locked.lua") << "print(1)";
+    fs::permissions("locked.lua", fs::perms::none);
+    // Root reads any file unless the run gives up the capabilities that allow it.
+    const std::string prefix = ::geteuid() == 0 ? "setpriv --bounding-set=-dac_override,-dac_read_search " : "";
+    const Outcome outcome = run("locked.lua", "", prefix);
+    EXPECT_EQ(outcome.err, "cannot open locked.lua (Permission denied)\n");
     EXPECT_EQ(outcome.status, 1);
 }
 
-TEST_F(CliTest, OsExitSetsTheStatus)
+// Every bad command line names the option and the fault, then shows the usage; nothing runs.
+TEST_F(CliTest, BadCommandLines)
 {
-    Outcome outcome = run("-e 'print(\"bye\") os.exit(7) print(\"never\")'");
-    EXPECT_EQ(outcome.out, "bye\n");
-    EXPECT_EQ(outcome.status, 7);
-    outcome = run("-e 'pcall(os.exit, 4)'");
-    EXPECT_EQ(outcome.status, 4);
+    const std::pair<const char*, const char*> cases[] = {
+        {"-e", "velmarlua: option '-e' needs a value (CODE)"},
+        {"-x", "velmarlua: unknown option '-x'"},
+        {"--step", "velmarlua: unknown option '--step'"},
+        {"--step-limit abc -e 'print(1)'", "velmarlua: option '--step-limit' expects a whole number, not 'abc'"},
+        {"--step-limit=-5 -e 'print(1)'", "velmarlua: option '--step-limit' expects a whole number, not '-5'"},
+        {"--step-limit", "velmarlua: option '--step-limit' needs a value (N)"},
+        {"--memory-limit 12X -e 'print(1)'",
+         "velmarlua: option '--memory-limit' expects a whole number (with an optional K, M or G), not '12X'"},
+        {"--memory-limit 99999999999999999999 -e 'print(1)'",
+         "velmarlua: option '--memory-limit' value '99999999999999999999' is too large"},
+        {"--memory-limit 17179869184G", "velmarlua: option '--memory-limit' value '17179869184G' is too large"},
+        {"-c only.lua", "velmarlua: option '-c' needs 2 values (SOURCE OUT)"},
+        {"-c a.lua b.vlbc extra.lua",
+         "velmarlua: option '-c' runs nothing: it cannot be combined with a script, -e, -i or a limit"},
+        {"-e 'print(1)' -c a.lua b.vlbc",
+         "velmarlua: option '-c' runs nothing: it cannot be combined with a script, -e, -i or a limit"},
+        {"--step-limit 9 -c a.lua b.vlbc",
+         "velmarlua: option '-c' runs nothing: it cannot be combined with a script, -e, -i or a limit"},
+        {"'-\x1b'", "velmarlua: unknown option '-\\27'"},
+    };
+    for (const auto& [arguments, message] : cases)
+    {
+        const Outcome outcome = run(arguments, "print('stdin ran')");
+        EXPECT_EQ(firstLine(outcome.err), message) << arguments;
+        EXPECT_NE(outcome.err.find("\nusage: velmarlua [options] [script [args...]]\n"), std::string::npos)
+            << arguments;
+        EXPECT_EQ(outcome.out, "") << arguments;
+        EXPECT_EQ(outcome.status, 1) << arguments;
+    }
+}
+
+TEST_F(CliTest, HelpListsEveryOption)
+{
+    const Outcome help = run("-h");
+    EXPECT_EQ(help.status, 0);
+    EXPECT_EQ(help.err, "");
+    for (const char* option : {"-e CODE", "-i", "-v", "-c SOURCE OUT", "--step-limit N", "--memory-limit BYTES",
+                               "-h, --help", "--  "})
+    {
+        EXPECT_NE(help.out.find("\n  " + std::string(option)), std::string::npos) << option;
+    }
+    EXPECT_EQ(run("--help -e 'print(1)'").out, help.out);
+}
+
+// An option added to the table must reach the manual page too (the CLI reference shows the help text
+// itself, which its own test compares).
+TEST_F(CliTest, TheManualPageNamesEveryOption)
+{
+    std::string manual; // with roff's \- read as -
+    for (const char c : slurp(fs::path(VELMAR_DOCS_DIR) / "velmarlua.1"))
+    {
+        if (c == '-' && !manual.empty() && manual.back() == '\\')
+        {
+            manual.pop_back();
+        }
+        manual += c;
+    }
+    std::istringstream help(run("-h").out);
+    int options = 0;
+    for (std::string line; std::getline(help, line);)
+    {
+        std::smatch names;
+        if (!std::regex_match(line, names, std::regex("  (-[-a-z]*)(, (--[-a-z]+))?( .*)?")))
+        {
+            continue;
+        }
+        for (int group : {1, 3})
+        {
+            const std::string name = names[group].str();
+            if (name.empty())
+            {
+                continue;
+            }
+            ++options;
+            std::string entry = "\n\\.B[IR]? (.*[ \"])?"; // a bold roff line that names it
+            entry += name;
+            entry += "([ \"].*)?\n";
+            EXPECT_TRUE(std::regex_search(manual, std::regex(entry))) << name << " is missing from velmarlua.1";
+        }
+    }
+    EXPECT_EQ(options, 9);
 }
 
 TEST_F(CliTest, CompilesAContainerAndRunsIt)
 {
-    std::ofstream("prog.lua") << "print('from container', arg[1])\nerror('late')";
+    std::ofstream("prog.lua") << "#!/usr/bin/env velmarlua\nprint('from container', arg[1])\nerror('late')";
     Outcome outcome = run("-c prog.lua prog.vlbc");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(slurp("prog.vlbc").substr(0, 4), "VLBC");
     outcome = run("prog.vlbc extra");
     EXPECT_EQ(outcome.out, "from container\textra\n");
-    EXPECT_EQ(outcome.err, "prog.lua:2: late\n"); // the chunk name stored in the container
+    EXPECT_EQ(outcome.err, "prog.lua:3: late\n"); // the chunk name stored in the container
     EXPECT_EQ(outcome.status, 1);
+    outcome = run("-", slurp("prog.vlbc"));
+    EXPECT_EQ(outcome.out, "from container\tnil\n");
 
     std::ofstream("broken.lua") << "x = (";
     outcome = run("-c broken.lua broken.vlbc");
     EXPECT_EQ(outcome.err, "broken.lua:1:6: expected expression\n");
     EXPECT_EQ(outcome.status, 1);
     EXPECT_FALSE(fs::exists("broken.vlbc"));
+    outcome = run("-c missing.lua out.vlbc");
+    EXPECT_EQ(outcome.err, "cannot open missing.lua (No such file or directory)\n");
 }
 
 TEST_F(CliTest, LimitsEndRunawayScripts)
@@ -139,56 +298,63 @@ TEST_F(CliTest, LimitsEndRunawayScripts)
     EXPECT_EQ(outcome.out, "start\n");
     EXPECT_EQ(outcome.err, "(command line):2: step limit exceeded\n");
     EXPECT_EQ(outcome.status, 1);
-    outcome = run("--memory-limit 1000000 -e 'print(#string.rep(\"x\", 500000))\nprint(#string.rep(\"x\", 2000000))'");
+    outcome = run("--memory-limit 1M -e 'print(#string.rep(\"x\", 500000))\nprint(#string.rep(\"x\", 2000000))'");
     EXPECT_EQ(outcome.out, "500000\n");
     EXPECT_EQ(outcome.err, "not enough memory\n");
     EXPECT_EQ(outcome.status, 1);
-    // Both limits at once, in either order.
-    outcome = run("--memory-limit 100000000 --step-limit 10 -e 'while true do end'");
+    // Both limits at once, in either spelling, and for every run of the command line.
+    outcome = run("--memory-limit=100000000 --step-limit=10 -e 'x = 1' -e 'while true do end'");
     EXPECT_EQ(outcome.err, "(command line):1: step limit exceeded\n");
-    for (const char* bad : {"--step-limit x -e 'print(1)'", "--memory-limit -5 -e 'print(1)'",
-                            "--memory-limit 99999999999999999999999 -e 'print(1)'", "--memory-limit"})
-    {
-        outcome = run(bad);
-        EXPECT_EQ(outcome.status, 1) << bad;
-        EXPECT_EQ(outcome.out, "") << bad;
-        EXPECT_NE(outcome.err.find("usage: velmarlua"), std::string::npos) << bad;
-    }
+    outcome = run("--step-limit 10 -", "while true do end");
+    EXPECT_EQ(outcome.err, "stdin:1: step limit exceeded\n");
 }
 
-TEST_F(CliTest, VersionAndHelp)
-{
-    EXPECT_EQ(run("-v").out, "VelmarLua 0.2\n");
-    const Outcome help = run("-h");
-    EXPECT_NE(help.out.find("usage: velmarlua"), std::string::npos);
-    EXPECT_EQ(help.status, 0);
-    EXPECT_EQ(run("--bogus").status, 1);
-}
-
-TEST_F(CliTest, PromptRunsLinesShowsExpressionsAndKeepsGoingAfterErrors)
+// The prompt fed from a pipe (with -i): the banner, chunks over several lines, values shown, errors
+// reported and the prompt going on.
+TEST_F(CliTest, PromptFromAPipe)
 {
     std::ofstream("index.lua") << "greeting = 'hi from index'";
     std::ofstream("lib.lua") << "libValue = 41\nreturn 'loaded'";
-    const Outcome outcome = run("", "print(greeting)\nx = 2\nx * 21\nerror('oops')\nprint(dofile('lib.lua'), libValue + 1)\n"
-                                    "exit\nprint('after exit')\n");
-    const std::string banner = "VelmarLua Desktop For VelmarBoot\n"
-                               "type Lua code at the VelmarBoot prompt and press Enter\n"
-                               "type exit or press Esc on an empty prompt to leave\n"
-                               "autoruns index.lua if it is present\n"
-                               "use dofile(\"name.lua\") to run files from disk\n\n";
-    EXPECT_EQ(outcome.out.substr(0, banner.size()), banner);
-    EXPECT_NE(outcome.out.find("hi from index\n"), std::string::npos);
-    EXPECT_NE(outcome.out.find("42\n"), std::string::npos);
-    EXPECT_NE(outcome.out.find("loaded\t42\n"), std::string::npos);
-    EXPECT_EQ(outcome.out.find("after exit"), std::string::npos);
-    EXPECT_EQ(outcome.err, "(prompt):1: oops\n");
-    EXPECT_EQ(outcome.status, 0);
-}
-
-TEST_F(CliTest, PromptEndsAtEndOfInputAndHonoursOsExit)
-{
-    EXPECT_EQ(run("", "").status, 0);
-    EXPECT_EQ(run("", "os.exit(5)\nprint('no')\n").status, 5);
+    std::ofstream("bad.lua") << "error('in lib')";
+    const struct
+    {
+        const char* input;
+        const char* out; // after the banner
+        const char* err;
+        int status;
+    } cases[] = {
+        {"print(greeting)\n", "> hi from index\n> \n", "", 0},
+        {"x = 2\nx * 21\n", "> > 42\n> \n", "", 0},
+        {"nil\nundefinedName\n", "> nil\n> nil\n> \n", "", 0},
+        {"print('p')\n", "> p\n> \n", "", 0}, // print's own nil result is not shown
+        {"return nil\nreturn\nreturn 1, nil, 3\n1, 'two'\n", "> nil\n> > 1\tnil\t3\n> 1\ttwo\n> \n", "", 0},
+        {"{1, 2}\n{x = 1}\n", "> [1, 2]\n> {x: 1}\n> \n", "", 0},
+        {"function f(a)\n  return a + 1\nend\nf(1)\n", "> >> >> > 2\n> \n", "", 0},
+        {"for i = 1, 2 do\nprint(i)\nend\n", "> >> >> 1\n2\n> \n", "", 0},
+        {"1 +\n2\n", "> >> 3\n> \n", "", 0},
+        {"s = 'a\nb'\ns\n", "> >> > a\nb\n> \n", "", 0},
+        {"t = [[x\ny]] -- c\n#t\n", "> >> > 3\n> \n", "", 0},
+        {"x = -- a comment\n5\nx\n", "> >> > 5\n> \n", "", 0},
+        {"x y\nprint('next')\n", "> > next\n> \n", "stdin:1:3: expected function call\n", 0},
+        {"error('oops')\nprint('still')\n", "> > still\n> \n", "stdin:1: oops\n", 0},
+        {"local n = 1\nn\n", "> > nil\n> \n", "", 0}, // each chunk has its own locals
+        {"print(dofile('lib.lua'), libValue + 1)\n", "> loaded\t42\n> \n", "", 0},
+        {"dofile('bad.lua')\nprint('on')\n", "> > on\n> \n", "bad.lua:1: in lib\n", 0},
+        {"exit\nprint('after exit')\n", "> ", "", 0},
+        {"  exit  \n", "> ", "", 0},
+        {"os.exit(5)\nprint('no')\n", "> ", "", 5},
+        {"for i = 1, 2 do\nprint(i)\n", "> >> >> \n", "stdin:2:9: expected 'end' after numeric for loop\n", 0},
+        {"", "> \n", "", 0},
+    };
+    for (const auto& c : cases)
+    {
+        const Outcome outcome = run("-i", c.input);
+        EXPECT_EQ(outcome.out, kBanner + c.out) << c.input;
+        EXPECT_EQ(outcome.err, c.err) << c.input;
+        EXPECT_EQ(outcome.status, c.status) << c.input;
+    }
+    std::ofstream("index.lua") << "os.exit(9)";
+    EXPECT_EQ(run("-i", "print('no')").status, 9);
 }
 
 // Ctrl-C at the prompt stops the running line, and the prompt reads the next one.
@@ -206,7 +372,7 @@ TEST_F(CliTest, InterruptStopsThePromptsRunningLineOnly)
         const int err = ::open("stderr.txt", O_WRONLY | O_CREAT | O_TRUNC, 0600);
         ::dup2(out, 1);
         ::dup2(err, 2);
-        ::execl(VELMAR_CLI_PATH, VELMAR_CLI_PATH, static_cast<char*>(nullptr));
+        ::execl(VELMAR_CLI_PATH, VELMAR_CLI_PATH, "-i", static_cast<char*>(nullptr));
         ::_exit(127);
     }
     ::close(input[0]);
@@ -225,7 +391,7 @@ TEST_F(CliTest, InterruptStopsThePromptsRunningLineOnly)
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 0);
-    EXPECT_EQ(slurp("stderr.txt"), "(prompt):1: interrupted\n");
+    EXPECT_EQ(slurp("stderr.txt"), "stdin:1: interrupted\n");
     EXPECT_NE(slurp("stdout.txt").find("still here\n"), std::string::npos);
 }
 

@@ -16,10 +16,13 @@ actual=$("$work/consumer/consumer")
 
 libdir=$(dirname "$(find "$work/prefix" -name velmarlua.pc)")
 flags=$(PKG_CONFIG_PATH="$libdir" pkg-config --cflags --libs velmarlua)
+case "$flags" in *-std=*) echo "pkg-config forces a language standard: $flags"; exit 1 ;; esac
 # shellcheck disable=SC2086
 c++ "$source_dir/consumer/main.cpp" $flags -o "$work/pc-consumer"
 actual=$(LD_LIBRARY_PATH="$libdir/.." "$work/pc-consumer")
 [ "$actual" = "$expected" ] || { echo "pkg-config consumer printed: $actual"; exit 1; }
 
 [ "$("$work/prefix/bin/velmarlua" -v)" = "VelmarLua 0.2" ] || { echo "installed velmarlua does not run"; exit 1; }
-echo "install: 3 passed, 0 failed"
+manual="$work/prefix/share/man/man1/velmarlua.1"
+[ -f "$manual" ] || { echo "the manual page is not installed"; exit 1; }
+echo "install: 4 passed, 0 failed"

@@ -1,0 +1,263 @@
+// The interactive prompt: chunks typed over several lines, values shown, errors reported, and the run
+// going on after each.
+#include "Prompt.hpp"
+
+#include "Console.hpp"
+
+#include <velmar/lua/HostInterface.hpp>
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <vector>
+
+namespace velmar::cli
+{
+namespace
+{
+
+using velmar::lua::LuaResult;
+using velmar::lua::LuaValue;
+using velmar::lua::LuaVM;
+
+constexpr const char* kChunkName = "stdin";
+// Typed or pasted lines up to this size are taken whole.
+constexpr std::size_t kLineCapacity = 1 << 16;
+// The host function that shows the values of an expression typed at the prompt.
+constexpr const char* kShowFunction = "__velmar_prompt_show";
+
+bool isIdentifierByte(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+}
+
+std::string trimmed(const std::string& text)
+{
+    const std::size_t first = text.find_first_not_of(" \t\r");
+    if (first == std::string::npos)
+    {
+        return "";
+    }
+    return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
+}
+
+class Prompt
+{
+public:
+    explicit Prompt(Session& session) : session_(session), vm_(session.vm())
+    {
+        vm_.bindFunction(kShowFunction, [this](LuaVM&, const std::vector<LuaValue>& values) -> LuaValue {
+            show(values);
+            return {};
+        });
+    }
+
+    // Runs the chunk typed so far, unless it is unfinished and more may follow. Returns the exit status
+    // when the chunk ended the program.
+    std::optional<int> submit(const std::string& source, bool final, bool& needMore)
+    {
+        needMore = false;
+        const std::string afterReturn = returnedList(source);
+        if (!afterReturn.empty() && compiles(wrapped(afterReturn)))
+        {
+            showNils_ = true; // return nil shows nil
+            return runWrapped(afterReturn);
+        }
+        std::string statementError;
+        const bool statement = compiles(source, &statementError);
+        if (compiles(wrapped(source)))
+        {
+            showNils_ = !statement; // a call that gives only nils (print) shows nothing
+            return runWrapped(source);
+        }
+        if (statement)
+        {
+            const RunOutcome outcome = session_.run([&] { return vm_.runScriptString(source, kChunkName); });
+            if (!outcome.failed && !outcome.exitStatus && !outcome.result.value.isNil())
+            {
+                show({outcome.result.value});
+            }
+            return outcome.exitStatus;
+        }
+        std::string openError;
+        const std::string open = std::string(kShowFunction) + "(" + source;
+        if (!final && (endsBeforeChunk(source, statementError, kChunkName) ||
+                       (!compiles(open, &openError) && endsBeforeChunk(open, openError, kChunkName))))
+        {
+            needMore = true;
+            return std::nullopt;
+        }
+        reportError(statementError);
+        return std::nullopt;
+    }
+
+private:
+    // The expression list after a leading `return` keyword, or "" (also for a bare return: it shows
+    // nothing either way).
+    static std::string returnedList(const std::string& source)
+    {
+        const std::size_t start = source.find_first_not_of(" \t\r\n");
+        if (start == std::string::npos || source.compare(start, 6, "return") != 0 ||
+            (start + 6 < source.size() && isIdentifierByte(source[start + 6])))
+        {
+            return "";
+        }
+        return source.substr(start + 6);
+    }
+
+    // The line feed keeps a trailing line comment from swallowing the parenthesis.
+    static std::string wrapped(const std::string& expressions)
+    {
+        return std::string(kShowFunction) + "(" + expressions + "\n)";
+    }
+
+    bool compiles(const std::string& source, std::string* error = nullptr)
+    {
+        try
+        {
+            vm_.compileScript(source, kChunkName);
+            return true;
+        }
+        catch (const std::exception& failure)
+        {
+            if (error != nullptr)
+            {
+                *error = failure.what();
+            }
+            return false;
+        }
+    }
+
+    std::optional<int> runWrapped(const std::string& expressions)
+    {
+        return session_.run([&] { return vm_.runScriptString(wrapped(expressions), kChunkName); }).exitStatus;
+    }
+
+    // As print writes them: tab-separated, one line.
+    void show(const std::vector<LuaValue>& values)
+    {
+        if (values.empty() ||
+            (!showNils_ && std::all_of(values.begin(), values.end(), [](const LuaValue& v) { return v.isNil(); })))
+        {
+            return;
+        }
+        std::string line;
+        for (std::size_t i = 0; i < values.size(); ++i)
+        {
+            if (i > 0)
+            {
+                line += '\t';
+            }
+            line += values[i].toString();
+        }
+        velmar::lua::writeVelmarBootText(line + "\n");
+    }
+
+    Session& session_;
+    LuaVM& vm_;
+    bool showNils_ = true;
+};
+
+bool isRegularFile(const char* path)
+{
+    struct stat info;
+    return ::stat(path, &info) == 0 && S_ISREG(info.st_mode);
+}
+
+} // namespace
+
+bool endsBeforeChunk(const std::string& source, const std::string& message, const std::string& chunkName)
+{
+    static constexpr std::array kInsideToken{"unterminated string literal", "unterminated long string literal",
+                                             "unterminated string escape"};
+    const std::string prefix = chunkName + ":";
+    if (!message.starts_with(prefix))
+    {
+        return false;
+    }
+    std::size_t at = prefix.size();
+    auto number = [&]() -> std::size_t {
+        std::size_t value = 0;
+        while (at < message.size() && message[at] >= '0' && message[at] <= '9')
+        {
+            value = value * 10 + static_cast<std::size_t>(message[at++] - '0');
+        }
+        ++at; // the ':' after it
+        return value;
+    };
+    const std::size_t line = number();
+    const std::size_t column = number();
+    const std::string text = at < message.size() ? message.substr(at + 1) : "";
+    if (std::find(kInsideToken.begin(), kInsideToken.end(), text) != kInsideToken.end())
+    {
+        return true;
+    }
+    const std::size_t lastBreak = source.rfind('\n');
+    const std::size_t endLine = 1 + static_cast<std::size_t>(std::count(source.begin(), source.end(), '\n'));
+    const std::size_t endColumn = 1 + (lastBreak == std::string::npos ? source.size() : source.size() - lastBreak - 1);
+    return line == endLine && column == endColumn;
+}
+
+int runPrompt(Session& session)
+{
+    Prompt prompt(session);
+    zq_lua_show_banner();
+    if (isRegularFile("index.lua"))
+    {
+        if (const RunOutcome outcome = session.runFile("index.lua"); outcome.exitStatus)
+        {
+            return *outcome.exitStatus;
+        }
+    }
+    std::vector<char> buffer(kLineCapacity);
+    std::string pending;
+    for (;;)
+    {
+        setPromptReading(true);
+        const bool read = zq_lua_readline(buffer.data(), buffer.size(), pending.empty() ? "> " : ">> ", false);
+        setPromptReading(false);
+        const ReadEnd end = lastReadEnd();
+        if (end == ReadEnd::Interrupted)
+        {
+            pending.clear();
+            continue;
+        }
+        if (end == ReadEnd::TooLong)
+        {
+            reportError("velmarlua: input line longer than " + std::to_string(kLineCapacity - 1) +
+                        " bytes; it was dropped with the chunk it continued");
+            pending.clear();
+            continue;
+        }
+        if (!read)
+        {
+            bool needMore = false;
+            std::optional<int> status;
+            if (end == ReadEnd::EndOfInput && !pending.empty())
+            {
+                status = prompt.submit(pending, true, needMore); // reports why the chunk is unfinished
+            }
+            zq_lua_writeline(); // the shell's prompt starts on a line of its own
+            return status.value_or(0);
+        }
+        const std::string line(buffer.data());
+        if (pending.empty() && trimmed(line) == "exit")
+        {
+            return 0;
+        }
+        pending = pending.empty() ? line : pending + "\n" + line;
+        bool needMore = false;
+        if (const std::optional<int> status = prompt.submit(pending, false, needMore))
+        {
+            return *status;
+        }
+        if (!needMore)
+        {
+            pending.clear();
+        }
+    }
+}
+
+} // namespace velmar::cli

@@ -1,0 +1,160 @@
+// Script loading for the command line: files, standard input, '#' first lines, containers.
+#include "Scripts.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace velmar::cli
+{
+namespace
+{
+
+constexpr std::string_view kContainerMagic = "VLBC";
+
+bool readAll(int fd, std::string& text)
+{
+    char bytes[65536];
+    for (;;)
+    {
+        const ssize_t got = ::read(fd, bytes, sizeof bytes);
+        if (got == 0)
+        {
+            return true;
+        }
+        if (got < 0)
+        {
+            if (errno == EINTR)
+            {
+                continue;
+            }
+            return false;
+        }
+        text.append(bytes, static_cast<std::size_t>(got));
+    }
+}
+
+std::string because(const std::string& what, int error)
+{
+    return what + " (" + std::strerror(error) + ")";
+}
+
+// Length of the UTF-8 sequence at the start of `text`, 0 when it is not a valid one.
+std::size_t utf8Length(std::string_view text)
+{
+    const auto lead = static_cast<unsigned char>(text[0]);
+    std::size_t length = lead >= 0xC2 && lead < 0xE0 ? 2 : lead >= 0xE0 && lead < 0xF0 ? 3 : lead >= 0xF0 && lead < 0xF5 ? 4 : 0;
+    if (length == 0 || length > text.size())
+    {
+        return 0;
+    }
+    for (std::size_t i = 1; i < length; ++i)
+    {
+        if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80)
+        {
+            return 0;
+        }
+    }
+    const auto second = static_cast<unsigned char>(text[1]);
+    if ((lead == 0xE0 && second < 0xA0) || (lead == 0xED && second >= 0xA0) || (lead == 0xF0 && second < 0x90) ||
+        (lead == 0xF4 && second >= 0x90))
+    {
+        return 0; // overlong, surrogate or beyond U+10FFFF
+    }
+    return length;
+}
+
+} // namespace
+
+bool readScriptFile(const std::string& path, std::string& text, std::string& error)
+{
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+    {
+        error = because("cannot open " + path, errno);
+        return false;
+    }
+    struct stat info;
+    if (::fstat(fd, &info) == 0 && S_ISDIR(info.st_mode))
+    {
+        ::close(fd);
+        error = because("cannot open " + path, EISDIR);
+        return false;
+    }
+    const bool ok = readAll(fd, text);
+    const int readError = errno;
+    ::close(fd);
+    if (!ok)
+    {
+        error = because("cannot read " + path, readError);
+    }
+    return ok;
+}
+
+bool readStandardInput(std::string& text, std::string& error)
+{
+    if (!readAll(0, text))
+    {
+        error = because("cannot read stdin", errno);
+        return false;
+    }
+    return true;
+}
+
+void skipCommentLine(std::string& text)
+{
+    if (text.starts_with("\xEF\xBB\xBF"))
+    {
+        text.erase(0, 3); // a byte-order mark some editors write
+    }
+    if (!text.empty() && text[0] == '#')
+    {
+        text.erase(0, text.find('\n') == std::string::npos ? text.size() : text.find('\n'));
+    }
+}
+
+velmar::lua::LuaResult runLoadedScript(velmar::lua::LuaVM& vm, std::string text, const std::string& chunkName)
+{
+    if (text.starts_with(kContainerMagic))
+    {
+        velmar::lua::LuaBytecode container;
+        container.bytes.assign(text.begin(), text.end());
+        return vm.runBytecode(container);
+    }
+    skipCommentLine(text);
+    return vm.runScriptString(text, chunkName);
+}
+
+std::string printable(std::string_view message)
+{
+    std::string shown;
+    shown.reserve(message.size());
+    for (std::size_t i = 0; i < message.size();)
+    {
+        const auto byte = static_cast<unsigned char>(message[i]);
+        if (byte >= 0x80)
+        {
+            if (const std::size_t length = utf8Length(message.substr(i)); length != 0)
+            {
+                shown.append(message.substr(i, length));
+                i += length;
+                continue;
+            }
+        }
+        else if ((byte >= 0x20 && byte != 0x7F) || byte == '\t' || byte == '\n')
+        {
+            shown += static_cast<char>(byte);
+            ++i;
+            continue;
+        }
+        shown += '\\';
+        shown += std::to_string(byte);
+        ++i;
+    }
+    return shown;
+}
+
+} // namespace velmar::cli

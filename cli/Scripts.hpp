@@ -1,0 +1,31 @@
+// Loading scripts the way the command line does, and showing messages safely.
+#pragma once
+
+#include <velmar/lua/LuaVM.hpp>
+
+#include <string>
+#include <string_view>
+
+namespace velmar::cli
+{
+
+// Reads a whole script file. On failure `error` reads "cannot open NAME (reason)" or
+// "cannot read NAME (reason)", the reason as the system gives it.
+bool readScriptFile(const std::string& path, std::string& text, std::string& error);
+
+// Reads all of standard input; on failure `error` reads "cannot read stdin (reason)".
+bool readStandardInput(std::string& text, std::string& error);
+
+// Runs loaded bytes: a container file by its magic, otherwise source text after skipCommentLine, under
+// `chunkName`.
+velmar::lua::LuaResult runLoadedScript(velmar::lua::LuaVM& vm, std::string text, const std::string& chunkName);
+
+// Drops a leading UTF-8 byte-order mark, then a first line that starts with '#', keeping its line feed so
+// that line numbers stay.
+void skipCommentLine(std::string& text);
+
+// The message with control bytes (other than tab and line feed), DEL and bytes that are not part of valid
+// UTF-8 written as \DDD in decimal, so that it cannot disturb a terminal or be cut short by a zero byte.
+std::string printable(std::string_view message);
+
+} // namespace velmar::cli

@@ -1,0 +1,124 @@
+// The command line's interpreter: limits, arg, dofile, and reporting each run.
+#include "Session.hpp"
+
+#include "Console.hpp"
+#include "Scripts.hpp"
+
+#include <velmar/lua/HostInterface.hpp>
+
+#include <cstdio>
+
+namespace velmar::cli
+{
+namespace
+{
+
+using velmar::lua::LuaMap;
+using velmar::lua::LuaResult;
+using velmar::lua::LuaValue;
+using velmar::lua::LuaVM;
+
+// Both travel through the runs that enclose a dofile as exceptions outside the library's family, so no
+// pcall stops them: a failed dofile ends the run that called it, as os.exit inside it ends the program.
+struct DofileFailure
+{
+    std::string message;
+};
+
+struct ExitRequest
+{
+    int status;
+};
+
+LuaResult loadAndRun(LuaVM& vm, const std::string& path)
+{
+    std::string text;
+    LuaResult result;
+    if (!readScriptFile(path, text, result.error))
+    {
+        return result;
+    }
+    return runLoadedScript(vm, std::move(text), path);
+}
+
+} // namespace
+
+Session::Session(const Invocation& invocation, int argc, const char* const* argv)
+{
+    vm_.setStepLimit(invocation.stepLimit);
+    vm_.setMemoryLimit(static_cast<std::size_t>(invocation.memoryLimit));
+    // arg[0] is the script; the interpreter and the options before it have negative indices. Without a
+    // script arg[0] is the interpreter and every argument follows it.
+    const auto script = static_cast<long long>(invocation.scriptIndex);
+    LuaMap arg;
+    for (int i = 0; i < argc; ++i)
+    {
+        arg.insert_or_assign(std::to_string(i - script), LuaValue(argv[i]));
+    }
+    vm_.setGlobal("arg", LuaValue(std::move(arg)));
+    vm_.bindFunction("dofile", [](LuaVM& vm, const std::vector<LuaValue>& args) -> LuaValue {
+        if (args.empty() || args[0].type() != LuaValue::Type::String)
+        {
+            throw DofileFailure{"dofile expects a string argument"};
+        }
+        LuaResult result = loadAndRun(vm, args[0].asString());
+        if (!result.success)
+        {
+            throw DofileFailure{result.error};
+        }
+        if (result.hasExitCode)
+        {
+            throw ExitRequest{result.exitCode};
+        }
+        return result.value;
+    });
+}
+
+RunOutcome Session::run(const std::function<LuaResult()>& body)
+{
+    RunOutcome outcome;
+    setInterruptTarget(&vm_);
+    try
+    {
+        outcome.result = body();
+    }
+    catch (const DofileFailure& failure)
+    {
+        outcome.result = LuaResult{};
+        outcome.result.error = failure.message;
+    }
+    catch (const ExitRequest& request)
+    {
+        outcome.result = LuaResult{};
+        outcome.result.success = true;
+        outcome.result.hasExitCode = true;
+        outcome.result.exitCode = request.status;
+    }
+    setInterruptTarget(nullptr);
+    zq_lua_flush_output();
+    if (!outcome.result.success)
+    {
+        outcome.failed = true;
+        reportError(outcome.result.error);
+    }
+    else if (outcome.result.hasExitCode)
+    {
+        outcome.exitStatus = outcome.result.exitCode;
+    }
+    return outcome;
+}
+
+RunOutcome Session::runFile(const std::string& path)
+{
+    return run([&] { return loadAndRun(vm_, path); });
+}
+
+void reportError(const std::string& message)
+{
+    zq_lua_flush_output();
+    std::fflush(stdout);
+    const std::string shown = printable(message) + "\n";
+    std::fwrite(shown.data(), 1, shown.size(), stderr);
+}
+
+} // namespace velmar::cli
