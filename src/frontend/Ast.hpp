@@ -42,6 +42,22 @@ enum class ExprKind : std::uint32_t
 
 struct Expr;
 struct Stmt;
+
+// Evaluator-owned: where a block's locals live at run time, decided once by the scope pass. A block
+// that makes no closures shares the frame of the outermost such scope around it (its region): its
+// locals are slots at an offset of that frame, and entering it makes no environment.
+struct BlockFrame
+{
+    enum class Mode : std::uint8_t
+    {
+        None,   // no locals: runs in the enclosing environment
+        Own,    // an environment of its own, of `size` slots (its locals and those of its region)
+        Member, // its locals are slots offset.. of the enclosing environment, cleared when it ends
+    };
+    Mode mode = Mode::None;
+    std::uint32_t offset = 0;
+    std::uint32_t size = 0;
+};
 struct FunctionExpr;
 using ExprPtr = std::shared_ptr<Expr>;
 using StmtPtr = std::shared_ptr<Stmt>;
@@ -60,20 +76,36 @@ template <typename T> void releaseNodes(std::vector<std::shared_ptr<T>>& nodes) 
 }
 void releaseTarget(struct AssignTarget& target) noexcept;
 
+class Environment;
+
+// How a statement ended: normally, or by a return or break that the enclosing code must honour.
+enum class ExecStatus : std::uint8_t
+{
+    Normal,
+    Return, // the values wait in Impl::pendingReturn or Impl::pendingValue
+    Break,
+};
+
+// Like expressions, every statement runs through an executor picked once by its shape.
+using StmtExecutor = ExecStatus (*)(LuaVM::Impl& vm, const Stmt& statement, Environment* environment);
+ExecStatus executeFirstTime(LuaVM::Impl& vm, const Stmt& statement, Environment* environment);
+
 struct Stmt
 {
     Stmt(StmtKind kind, std::uint32_t line) : kind(kind), line(line) {}
     virtual ~Stmt() = default;
     StmtKind kind;
     std::uint32_t line;
+    mutable StmtExecutor execute = &executeFirstTime; // evaluator-owned
 };
-
-class Environment;
 
 // The evaluator picks one of these per node, by the node's shape, the first time the node runs.
 using ExprEvaluator = Value (*)(LuaVM::Impl& vm, const Expr& expr, Environment* environment);
 // Every node starts with this one: it picks the node's evaluator, installs it and runs it.
 Value evaluateFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment);
+// The truth of a condition, as a C++ bool: comparisons and and/or chains never build a value.
+using ExprTester = bool (*)(LuaVM::Impl& vm, const Expr& expr, Environment* environment);
+bool testFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment);
 
 struct Expr
 {
@@ -113,6 +145,7 @@ struct VariableExpr : Expr
     bool hasGlobalSlot = false;
     std::size_t globalSlot = 0;
     mutable std::int32_t runtimeDepth = -1; // evaluator-owned: environments actually walked
+    mutable std::uint32_t runtimeSlot = 0;  // evaluator-owned: the slot in the environment reached
 };
 
 struct UnaryExpr : Expr
@@ -144,6 +177,7 @@ struct BinaryExpr : Expr
     ExprPtr left;
     TokenKind op;
     ExprPtr right;
+    mutable ExprTester test = &testFirstTime; // evaluator-owned: the node as a condition
 };
 
 struct TableExpr : Expr
@@ -246,6 +280,7 @@ struct FunctionExpr : Expr, std::enable_shared_from_this<FunctionExpr>
     StmtList body;
     std::size_t slotCount = 0;
     bool noFunctions = false;
+    mutable BlockFrame frame; // evaluator-owned
 };
 
 // ---- Statements ----
@@ -268,6 +303,7 @@ struct AssignTarget
     bool hasGlobalSlot = false;
     std::size_t globalSlot = 0;
     mutable std::int32_t runtimeDepth = -1; // evaluator-owned: environments actually walked
+    mutable std::uint32_t runtimeSlot = 0;  // evaluator-owned: the slot in the environment reached
     mutable Value nameKey; // evaluator-owned: the field name's key, made once
     // Evaluator-owned: whether the object is a local that can be used where it lives (nothing between
     // reading it and the store runs code); -1 until the first store decides.
@@ -338,12 +374,14 @@ struct IfStmt : Stmt
         StmtList body;
         std::size_t slotCount = 0;
         bool noFunctions = false;
+        mutable BlockFrame frame; // evaluator-owned
     };
     explicit IfStmt(std::uint32_t line) : Stmt(kKind, line) {}
     std::vector<Branch> branches;
     StmtList elseBody;
     std::size_t elseSlotCount = 0;
     bool elseNoFunctions = false;
+    mutable BlockFrame elseFrame; // evaluator-owned
 };
 
 struct WhileStmt : Stmt
@@ -362,6 +400,7 @@ struct WhileStmt : Stmt
     StmtList body;
     std::size_t slotCount = 0;
     bool noFunctions = false;
+    mutable BlockFrame frame; // evaluator-owned
 };
 
 struct NumericForStmt : Stmt
@@ -383,6 +422,7 @@ struct NumericForStmt : Stmt
     std::size_t slotCount = 0;
     std::size_t variableSlot = 0;
     bool noFunctions = false;
+    mutable BlockFrame frame; // evaluator-owned
 };
 
 struct GenericForStmt : Stmt
@@ -400,6 +440,7 @@ struct GenericForStmt : Stmt
     std::size_t slotCount = 0;
     std::vector<std::size_t> variableSlots;
     bool noFunctions = false;
+    mutable BlockFrame frame; // evaluator-owned
 };
 
 struct ReturnStmt : Stmt

@@ -122,7 +122,9 @@ template <typename Result>
     {
         for (std::size_t i = 0; i + 1 < count; ++i)
         {
-            const ExecStatus status = executeStatement(*body[i], environment);
+            const Stmt& statement = *body[i];
+            countStep(statement.line);
+            const ExecStatus status = statement.execute(*this, statement, environment);
             if (status == ExecStatus::Return)
             {
                 return takePendingReturn<Result>();
@@ -160,8 +162,7 @@ template <typename Result>
 template <typename Result>
 [[gnu::always_inline]] inline Result LuaVM::Impl::runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line)
 {
-    guardStack(line);
-    countStep(line);
+    countStep(line); // the caller has checked the stack
     try
     {
         return runFunctionBody<Result>(function, frame);
@@ -219,19 +220,20 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
     {
         failRuntime(line, "attempt to call a function of another interpreter");
     }
+    guardStack(line);
     const FunctionExpr& function = *handle->function;
-    if (function.slotCount == 0)
+    if (function.frame.size == 0)
     {
         return runScriptCall<MultiValue>(function, handle->closure.get(), line); // no parameters or locals: no frame
     }
     if (function.noFunctions)
     {
-        Environment environment(frameSlots, function.slotCount);
+        Environment environment(frameSlots, function.frame.size);
         environment.setParent(handle->closure.get());
         bindParameters(function, environment, arguments);
         return runScriptCall<MultiValue>(function, &environment, line);
     }
-    Ref<Environment> environment = Environment::makeShared(function.slotCount);
+    Ref<Environment> environment = Environment::makeShared(function.frame.size);
     environment->setParent(handle->closure.get());
     bindParameters(function, *environment, arguments);
     return runScriptCall<MultiValue>(function, environment.get(), line);
@@ -348,7 +350,7 @@ template <typename Result>
         return invokeCollected<Result>(call, callee, receiver, environment);
     }
     const FunctionExpr& function = *handle->function;
-    if (function.slotCount == 0)
+    if (function.frame.size == 0)
     {
         bindArguments(call, receiver, nullptr, 0, environment);
         return runScriptCall<Result>(function, handle->closure.get(), call.line); // no parameters or locals: no frame
@@ -357,7 +359,7 @@ template <typename Result>
     {
         return invokeShared<Result>(call, *handle, receiver, environment);
     }
-    Environment frame(frameSlots, function.slotCount);
+    Environment frame(frameSlots, function.frame.size);
     frame.setParent(handle->closure.get());
     bindArguments(call, receiver, frame.slots.data(), std::min(function.parameters.size(), frame.slotCount()),
                   environment);
@@ -370,7 +372,7 @@ template <typename Result>
                                                    Environment* environment)
 {
     const FunctionExpr& function = *handle.function;
-    Ref<Environment> frame = Environment::makeShared(function.slotCount);
+    Ref<Environment> frame = Environment::makeShared(function.frame.size);
     frame->setParent(handle.closure.get());
     bindArguments(call, receiver, frame->slots.data(), std::min(function.parameters.size(), frame->slotCount()),
                   environment);

@@ -1,5 +1,5 @@
 // Expression evaluation: operators, constructors, indexing, calls and assignment targets.
-#include "runtime/Interpreter.hpp"
+#include "runtime/Operators.hpp"
 #include "runtime/WorkMeter.hpp"
 
 #include <cmath>
@@ -32,7 +32,19 @@ TableKey stringKey(const Value& text)
 // Results at least this long are copied in charged pieces.
 constexpr std::size_t kCopyInPieces = 1u << 20;
 
-// Spends the bytes it produces against the step budget (before copying, when the size is known).
+// The length operator; a border that continues through many keys of the hash part spends steps.
+[[gnu::always_inline]] inline std::int64_t lengthOf(LuaVM::Impl& vm, Table* table, std::uint32_t line)
+{
+    if (table->lengthVersion == table->version || table->hash.empty()) [[likely]]
+    {
+        return tableSequenceLength(table);
+    }
+    WorkMeter meter(vm, line);
+    return tableSequenceLength(table, &meter);
+}
+
+} // namespace
+
 Value concatenate(LuaVM::Impl& vm, const Value& left, const Value& right, std::uint32_t line)
 {
     if (left.isString() && right.isString())
@@ -61,29 +73,101 @@ Value concatenate(LuaVM::Impl& vm, const Value& left, const Value& right, std::u
     return Value(text);
 }
 
-// The length operator; a border that continues through many keys of the hash part spends steps.
-[[gnu::always_inline]] inline std::int64_t lengthOf(LuaVM::Impl& vm, Table* table, std::uint32_t line)
+Value arithmeticSlow(TokenKind op, const Value& left, const Value& right, std::uint32_t line)
 {
-    if (table->lengthVersion == table->version || table->hash.empty()) [[likely]]
+    if (!left.isNumber() || !right.isNumber())
     {
-        return tableSequenceLength(table);
+        failOperands(line, op);
     }
-    WorkMeter meter(vm, line);
-    return tableSequenceLength(table, &meter);
+    switch (op)
+    {
+    case TokenKind::Plus: return addNumbers(left, right);
+    case TokenKind::Minus: return subtractNumbers(left, right);
+    case TokenKind::Star: return multiplyNumbers(left, right);
+    case TokenKind::Slash:
+    {
+        const double divisor = right.asFloat();
+        if (std::fabs(divisor) <= kEpsilon)
+        {
+            failRuntime(line, "division by zero");
+        }
+        return Value(left.asFloat() / divisor); // always a float, never normalised
+    }
+    case TokenKind::Percent:
+        if (std::fabs(right.asFloat()) <= kEpsilon)
+        {
+            failRuntime(line, "modulo by zero");
+        }
+        return moduloNumbers(left, right);
+    default: failRuntime(line, "unsupported expression");
+    }
 }
 
-// Two distinct strings of the same length compare byte by byte: long ones spend steps for it.
-[[gnu::always_inline]] inline void chargeLongEquality(LuaVM::Impl& vm, const Value& left, const Value& right,
-                                                     std::uint32_t line)
+bool stringsEqualSlow(LuaVM::Impl& vm, const LuaString& left, const LuaString& right, std::uint32_t line)
 {
-    if (left.isString() && right.isString() && left.string() != right.string() &&
-        left.string()->size() == right.string()->size())
+    vm.spendStepsForBytes(left.size(), line); // distinct strings of one length compare byte by byte
+    return left.equals(right);
+}
+
+bool orderSlow(LuaVM::Impl& vm, TokenKind op, const Value& left, const Value& right, std::uint32_t line)
+{
+    int order; // -1, 0, 1; 2 when unordered (NaN)
+    if (left.isInteger() && right.isInteger())
     {
-        vm.spendStepsForBytes(left.string()->size(), line);
+        order = left.integer() < right.integer() ? -1 : (left.integer() > right.integer() ? 1 : 0);
+    }
+    else if (left.isNumber() && right.isNumber())
+    {
+        const double a = left.asFloat();
+        const double b = right.asFloat();
+        order = a < b ? -1 : (a > b ? 1 : (a == b ? 0 : 2));
+    }
+    else if (left.isString() && right.isString())
+    {
+        // Comparing reads at most the shorter string's bytes.
+        vm.spendStepsForBytes(std::min(left.string()->size(), right.string()->size()), line);
+        const int compared = left.stringView().compare(right.stringView());
+        order = compared < 0 ? -1 : (compared > 0 ? 1 : 0);
+    }
+    else
+    {
+        failRuntime(line, "ordered comparisons require matching numbers or strings");
+    }
+    switch (op)
+    {
+    case TokenKind::Less: return order == -1;
+    case TokenKind::LessEqual: return order == -1 || order == 0;
+    case TokenKind::Greater: return order == 1;
+    case TokenKind::GreaterEqual: return order == 1 || order == 0;
+    default: failRuntime(line, "unsupported expression");
     }
 }
 
-} // namespace
+bool runsNoCode(const Expr& expr, int depth)
+{
+    if (depth > 4)
+    {
+        return false;
+    }
+    switch (expr.kind)
+    {
+    case ExprKind::Literal:
+    case ExprKind::Variable: return true;
+    case ExprKind::Unary: return runsNoCode(*static_cast<const UnaryExpr&>(expr).operand, depth + 1);
+    case ExprKind::Binary:
+    {
+        const auto& binary = static_cast<const BinaryExpr&>(expr);
+        return runsNoCode(*binary.left, depth + 1) && runsNoCode(*binary.right, depth + 1);
+    }
+    case ExprKind::Index:
+    {
+        const auto& index = static_cast<const IndexExpr&>(expr);
+        return runsNoCode(*index.object, depth + 1) && runsNoCode(*index.index, depth + 1);
+    }
+    case ExprKind::Field: return runsNoCode(*static_cast<const FieldExpr&>(expr).object, depth + 1);
+    default: return false;
+    }
+}
 
 namespace
 {
@@ -100,21 +184,22 @@ Value evaluateLiteral(Impl&, const Expr& expr, Environment*)
 Value evaluateLocalHere(Impl&, const Expr& expr, Environment* environment)
 {
     const auto& variable = static_cast<const VariableExpr&>(expr);
-    return environment && variable.slot < environment->slotCount() ? environment->slots[variable.slot] : Value();
+    return environment && variable.runtimeSlot < environment->slotCount() ? environment->slots[variable.runtimeSlot]
+                                                                          : Value();
 }
 
 Value evaluateLocalOuter(Impl&, const Expr& expr, Environment* environment)
 {
     const auto& variable = static_cast<const VariableExpr&>(expr);
     Environment* scope = Impl::resolveLocalEnvironment(environment, variable.runtimeDepth);
-    return scope && variable.slot < scope->slotCount() ? scope->slots[variable.slot] : Value();
+    return scope && variable.runtimeSlot < scope->slotCount() ? scope->slots[variable.runtimeSlot] : Value();
 }
 
 Value evaluateLocalParent(Impl&, const Expr& expr, Environment* environment)
 {
     const auto& variable = static_cast<const VariableExpr&>(expr);
     Environment* scope = environment ? environment->parent() : nullptr;
-    return scope && variable.slot < scope->slotCount() ? scope->slots[variable.slot] : Value();
+    return scope && variable.runtimeSlot < scope->slotCount() ? scope->slots[variable.runtimeSlot] : Value();
 }
 
 Value evaluateGlobal(Impl& vm, const Expr& expr, Environment*)
@@ -147,120 +232,53 @@ Value evaluateIndexNode(Impl& vm, const Expr& expr, Environment* environment)
     return vm.evaluateIndex(static_cast<const IndexExpr&>(expr), environment);
 }
 
-// The slot of a local variable node, or null when its environment does not have it.
-const Value* localSlot(const Expr& expr, Environment* environment)
-{
-    const auto& variable = static_cast<const VariableExpr&>(expr);
-    Environment* scope = Impl::resolveLocalEnvironment(environment, variable.runtimeDepth);
-    return scope && variable.slot < scope->slotCount() ? &scope->slots[variable.slot] : nullptr;
-}
-
-bool isLocalVariable(const Expr& expr)
-{
-    return expr.kind == ExprKind::Variable && static_cast<const VariableExpr&>(expr).runtimeDepth >= 0;
-}
-
-// How an operator or an index reaches an operand: a literal or a local is read where it lives, with
-// no evaluator call and no copy; anything else is evaluated. A local is read in place only when the
-// other operand runs no code, so nothing can assign it between the two reads.
-enum class Operand : std::uint8_t
-{
-    Constant,
-    Local,
-    Any,
-};
-
-Operand operandShape(const Expr& operand)
-{
-    if (operand.kind == ExprKind::Literal)
-    {
-        return Operand::Constant;
-    }
-    return isLocalVariable(operand) ? Operand::Local : Operand::Any;
-}
-
-template <Operand Mode>
-[[gnu::always_inline]] inline const Value& operandIn(const Expr& operand, Environment* environment, const Value& evaluated)
-{
-    if constexpr (Mode == Operand::Constant)
-    {
-        return static_cast<const LiteralExpr&>(operand).value;
-    }
-    else if constexpr (Mode == Operand::Local)
-    {
-        const Value* slot = localSlot(operand, environment);
-        return slot ? *slot : evaluated; // `evaluated` is nil here
-    }
-    else
-    {
-        return evaluated;
-    }
-}
-
-// True when evaluating the expression runs no script code: no call anywhere in it (looked at to a small
-// depth only; deeper trees count as running code).
-bool runsNoCode(const Expr& expr, int depth = 0)
-{
-    if (depth > 4)
-    {
-        return false;
-    }
-    switch (expr.kind)
-    {
-    case ExprKind::Literal:
-    case ExprKind::Variable: return true;
-    case ExprKind::Unary: return runsNoCode(*static_cast<const UnaryExpr&>(expr).operand, depth + 1);
-    case ExprKind::Binary:
-    {
-        const auto& binary = static_cast<const BinaryExpr&>(expr);
-        return runsNoCode(*binary.left, depth + 1) && runsNoCode(*binary.right, depth + 1);
-    }
-    case ExprKind::Index:
-    {
-        const auto& index = static_cast<const IndexExpr&>(expr);
-        return runsNoCode(*index.object, depth + 1) && runsNoCode(*index.index, depth + 1);
-    }
-    case ExprKind::Field: return runsNoCode(*static_cast<const FieldExpr&>(expr).object, depth + 1);
-    default: return false;
-    }
-}
-
 // t.name on a local t: the table is read in place instead of being copied out of its slot.
-Value evaluateFieldOfLocal(Impl& vm, const Expr& expr, Environment* environment)
+template <Operand Object> Value evaluateFieldOfLocal(Impl& vm, const Expr& expr, Environment* environment)
 {
     const auto& field = static_cast<const FieldExpr&>(expr);
-    const Value* object = localSlot(*field.object, environment);
-    if (object && object->isTable())
+    const Value& object = operandIn<Object>(*field.object, environment);
+    if (object.isTable())
     {
-        return tableGetString(object->table(), *vm.nameKeyOf(field.cacheKey, field.name).string());
+        return tableGetString(object.table(), *vm.nameKeyOf(field.cacheKey, field.name).string());
     }
     return vm.evaluateField(field, environment);
 }
 
 // t[k] on a local t with a key that runs no code, so nothing can change t while k is evaluated: the key
 // first (read where it lives when it is a literal or a local), then the table read in place.
-template <Operand Key> Value evaluateIndexOfLocal(Impl& vm, const Expr& expr, Environment* environment)
+template <Operand Object, Operand Key> Value evaluateIndexOfLocal(Impl& vm, const Expr& expr, Environment* environment)
 {
     const auto& index = static_cast<const IndexExpr&>(expr);
     if constexpr (Key == Operand::Any)
     {
         vm.guardStack(index.line);
     }
-    const Value evaluated = Key == Operand::Any ? vm.evaluateExpression(*index.index, environment) : Value();
-    const Value& key = operandIn<Key>(*index.index, environment, evaluated);
-    const Value* object = localSlot(*index.object, environment);
-    if (object && object->isTable())
+    const OperandRead<Key> keyRead(vm, *index.index, environment);
+    const Value& key = keyRead.value;
+    const Value& object = operandIn<Object>(*index.object, environment);
+    if (object.isTable())
     {
         if (key.isInteger())
         {
-            return tableGetInteger(object->table(), key.integer());
+            return tableGetInteger(object.table(), key.integer());
         }
         if (key.isString())
         {
-            return tableGetString(object->table(), *key.string());
+            return tableGetString(object.table(), *key.string());
         }
     }
-    return vm.indexValue(object ? *object : Value(), key, index.line);
+    return vm.indexValue(object, key, index.line);
+}
+
+template <Operand Object> ExprEvaluator indexOfLocal(const IndexExpr& index)
+{
+    switch (operandShape(*index.index))
+    {
+    case Operand::Constant: return &evaluateIndexOfLocal<Object, Operand::Constant>;
+    case Operand::LocalHere: return &evaluateIndexOfLocal<Object, Operand::LocalHere>;
+    case Operand::Local: return &evaluateIndexOfLocal<Object, Operand::Local>;
+    default: return &evaluateIndexOfLocal<Object, Operand::Any>;
+    }
 }
 
 Value evaluateCallNode(Impl& vm, const Expr& expr, Environment* environment)
@@ -278,138 +296,115 @@ Value evaluateBinaryNode(Impl& vm, const Expr& expr, Environment* environment)
     return vm.evaluateBinary(static_cast<const BinaryExpr&>(expr), environment);
 }
 
-constexpr bool isOrdering(TokenKind op)
-{
-    return op == TokenKind::Less || op == TokenKind::LessEqual || op == TokenKind::Greater ||
-           op == TokenKind::GreaterEqual;
-}
-
-template <TokenKind Op, typename T> [[gnu::always_inline]] inline bool compareAs(T a, T b)
-{
-    switch (Op)
-    {
-    case TokenKind::Less: return a < b;
-    case TokenKind::LessEqual: return a <= b;
-    case TokenKind::Greater: return a > b;
-    case TokenKind::GreaterEqual: return a >= b;
-    case TokenKind::Equal: return a == b;
-    default: return a != b;
-    }
-}
-
-// Integer arithmetic of the common operators; false where binaryOperation must decide (overflow, a
-// divisor that is not positive).
-template <TokenKind Op> [[gnu::always_inline]] inline bool integerArithmetic(std::int64_t a, std::int64_t b, long long& out)
-{
-    switch (Op)
-    {
-    case TokenKind::Plus: return !__builtin_add_overflow(a, b, &out);
-    case TokenKind::Minus: return !__builtin_sub_overflow(a, b, &out);
-    case TokenKind::Star: return !__builtin_mul_overflow(a, b, &out);
-    case TokenKind::Percent:
-        if (b <= 0)
-        {
-            return false;
-        }
-        out = a % b; // truncating, like the kernel
-        return true;
-    default: return false;
-    }
-}
-
-// numericResult of a float, with the common case inline: a value whose fractional part is further than
-// one epsilon from both neighbouring integers stays a float without the rounding and range checks.
-[[gnu::always_inline]] inline Value floatResult(double number)
-{
-    if (std::fabs(number) < 4503599627370496.0) // 2^52: below it, truncation to an integer is exact
-    {
-        const double fraction = std::fabs(number - static_cast<double>(static_cast<std::int64_t>(number)));
-        if (fraction > kEpsilon && 1.0 - fraction > kEpsilon) // both differences are exact
-        {
-            return Value(number);
-        }
-    }
-    return numericResult(number);
-}
-
+// An operator on operands of known shapes: a value for arithmetic, a bool for comparisons.
 template <TokenKind Op, Operand Left, Operand Right>
-Value evaluateOperator(Impl& vm, const Expr& expr, Environment* environment)
+[[gnu::always_inline]] inline auto operateShaped(Impl& vm, const Expr& expr, Environment* environment)
 {
     const auto& binary = static_cast<const BinaryExpr&>(expr);
     if constexpr (Left == Operand::Any || Right == Operand::Any)
     {
         vm.guardStack(binary.line);
     }
-    const Value leftValue = Left == Operand::Any ? vm.evaluateExpression(*binary.left, environment) : Value();
-    const Value rightValue = Right == Operand::Any ? vm.evaluateExpression(*binary.right, environment) : Value();
-    const Value& left = operandIn<Left>(*binary.left, environment, leftValue);
-    const Value& right = operandIn<Right>(*binary.right, environment, rightValue);
-    // The fast paths compute exactly what binaryOperation does; the rest (mixed or non-numeric operands,
-    // overflow, division by zero, float equality) is left to it.
-    if (left.isInteger() && right.isInteger())
+    const Operands<Left, Right> operands(vm, binary, environment);
+    if constexpr (isArithmetic(Op))
     {
-        if constexpr (isOrdering(Op) || Op == TokenKind::Equal || Op == TokenKind::NotEqual)
-        {
-            return Value(compareAs<Op>(left.integer(), right.integer()));
-        }
-        else
-        {
-            long long result;
-            if (integerArithmetic<Op>(left.integer(), right.integer(), result))
-            {
-                return Value(result);
-            }
-        }
+        return arithmetic<Op>(operands.left, operands.right, binary.line);
     }
-    else if (left.isNumber() && right.isNumber())
+    else
     {
-        const double a = left.isFloat() ? left.number() : static_cast<double>(left.integer());
-        const double b = right.isFloat() ? right.number() : static_cast<double>(right.integer());
-        if constexpr (isOrdering(Op))
-        {
-            return Value(compareAs<Op>(a, b));
-        }
-        else if constexpr (Op == TokenKind::Plus)
-        {
-            return floatResult(a + b);
-        }
-        else if constexpr (Op == TokenKind::Minus)
-        {
-            return floatResult(a - b);
-        }
-        else if constexpr (Op == TokenKind::Star)
-        {
-            return floatResult(a * b);
-        }
-        else if constexpr (Op == TokenKind::Slash)
-        {
-            if (std::fabs(b) > kEpsilon)
-            {
-                return Value(a / b); // always a float, never normalised
-            }
-        }
+        return comparison<Op>(vm, operands.left, operands.right, binary.line);
     }
-    return vm.binaryOperation(binary, left, right);
 }
 
-template <TokenKind Op, Operand Left> ExprEvaluator operatorEvaluatorRight(const BinaryExpr& binary)
+template <TokenKind Op, Operand Left, Operand Right>
+Value evaluateOperator(Impl& vm, const Expr& expr, Environment* environment)
+{
+    return Value(operateShaped<Op, Left, Right>(vm, expr, environment));
+}
+
+// The same comparison as a condition: a bool, no value built.
+template <TokenKind Op, Operand Left, Operand Right>
+bool testOperator(Impl& vm, const Expr& expr, Environment* environment)
+{
+    return operateShaped<Op, Left, Right>(vm, expr, environment);
+}
+
+// One function per operator and operand shapes, for evaluation (Test false) or as a condition.
+template <bool Test, TokenKind Op, Operand Left, Operand Right> auto shapedFunction()
+{
+    if constexpr (Test)
+    {
+        return &testOperator<Op, Left, Right>;
+    }
+    else
+    {
+        return &evaluateOperator<Op, Left, Right>;
+    }
+}
+
+template <bool Test, TokenKind Op, Operand Left> auto operatorFunctionRight(const BinaryExpr& binary)
 {
     switch (operandShape(*binary.right))
     {
-    case Operand::Constant: return &evaluateOperator<Op, Left, Operand::Constant>;
-    case Operand::Local: return &evaluateOperator<Op, Left, Operand::Local>;
+    case Operand::Constant: return shapedFunction<Test, Op, Left, Operand::Constant>();
+    case Operand::LocalHere: return shapedFunction<Test, Op, Left, Operand::LocalHere>();
+    case Operand::Local: return shapedFunction<Test, Op, Left, Operand::Local>();
     default: // the right operand may run code: a local on the left is copied before it runs
-        return &evaluateOperator<Op, Left == Operand::Local ? Operand::Any : Left, Operand::Any>;
+        return shapedFunction<Test, Op, Left == Operand::Local || Left == Operand::LocalHere ? Operand::Any : Left,
+                              Operand::Any>();
+    }
+}
+
+template <bool Test, TokenKind Op> auto operatorFunction(const BinaryExpr& binary)
+{
+    switch (operandShape(*binary.left))
+    {
+    case Operand::Constant: return operatorFunctionRight<Test, Op, Operand::Constant>(binary);
+    case Operand::LocalHere: return operatorFunctionRight<Test, Op, Operand::LocalHere>(binary);
+    case Operand::Local: return operatorFunctionRight<Test, Op, Operand::Local>(binary);
+    default: return operatorFunctionRight<Test, Op, Operand::Any>(binary);
     }
 }
 
 template <TokenKind Op> ExprEvaluator operatorEvaluator(const BinaryExpr& binary)
 {
-    switch (operandShape(*binary.left))
+    return operatorFunction<false, Op>(binary);
+}
+
+// ---- Conditions ----
+
+bool testTruthy(Impl& vm, const Expr& expr, Environment* environment)
+{
+    return vm.evaluateExpression(expr, environment).isTruthy();
+}
+
+bool testAnd(Impl& vm, const Expr& expr, Environment* environment)
+{
+    const auto& binary = static_cast<const BinaryExpr&>(expr);
+    vm.guardStack(binary.line);
+    return testCondition(vm, *binary.left, environment) && testCondition(vm, *binary.right, environment);
+}
+
+bool testOr(Impl& vm, const Expr& expr, Environment* environment)
+{
+    const auto& binary = static_cast<const BinaryExpr&>(expr);
+    vm.guardStack(binary.line);
+    return testCondition(vm, *binary.left, environment) || testCondition(vm, *binary.right, environment);
+}
+
+ExprTester selectTester(const BinaryExpr& binary)
+{
+    switch (binary.op)
     {
-    case Operand::Constant: return operatorEvaluatorRight<Op, Operand::Constant>(binary);
-    case Operand::Local: return operatorEvaluatorRight<Op, Operand::Local>(binary);
-    default: return operatorEvaluatorRight<Op, Operand::Any>(binary);
+    case TokenKind::And: return &testAnd;
+    case TokenKind::Or: return &testOr;
+    case TokenKind::Less: return operatorFunction<true, TokenKind::Less>(binary);
+    case TokenKind::LessEqual: return operatorFunction<true, TokenKind::LessEqual>(binary);
+    case TokenKind::Greater: return operatorFunction<true, TokenKind::Greater>(binary);
+    case TokenKind::GreaterEqual: return operatorFunction<true, TokenKind::GreaterEqual>(binary);
+    case TokenKind::Equal: return operatorFunction<true, TokenKind::Equal>(binary);
+    case TokenKind::NotEqual: return operatorFunction<true, TokenKind::NotEqual>(binary);
+    default: return &testTruthy;
     }
 }
 
@@ -459,8 +454,12 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
     }
     case ExprKind::Table: return &evaluateTableNode;
     case ExprKind::Field:
-        return isLocalVariable(*static_cast<const FieldExpr&>(expr).object) ? &evaluateFieldOfLocal
-                                                                              : &evaluateFieldNode;
+        switch (operandShape(*static_cast<const FieldExpr&>(expr).object))
+        {
+        case Operand::LocalHere: return &evaluateFieldOfLocal<Operand::LocalHere>;
+        case Operand::Local: return &evaluateFieldOfLocal<Operand::Local>;
+        default: return &evaluateFieldNode;
+        }
     case ExprKind::Index:
     {
         const auto& index = static_cast<const IndexExpr&>(expr);
@@ -468,17 +467,20 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
         {
             return &evaluateIndexNode;
         }
-        switch (operandShape(*index.index))
-        {
-        case Operand::Constant: return &evaluateIndexOfLocal<Operand::Constant>;
-        case Operand::Local: return &evaluateIndexOfLocal<Operand::Local>;
-        default: return &evaluateIndexOfLocal<Operand::Any>;
-        }
+        return operandShape(*index.object) == Operand::LocalHere ? indexOfLocal<Operand::LocalHere>(index)
+                                                                 : indexOfLocal<Operand::Local>(index);
     }
     case ExprKind::Call: return &evaluateCallNode;
     case ExprKind::Function: return &evaluateFunctionNode;
     }
     return &evaluateBinaryNode; // a tag outside the enum fails there with "unsupported expression"
+}
+
+bool testFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment)
+{
+    const auto& binary = static_cast<const BinaryExpr&>(expr);
+    binary.test = selectTester(binary);
+    return binary.test(vm, expr, environment);
 }
 
 Value evaluateFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment)
@@ -559,138 +561,12 @@ Value LuaVM::Impl::evaluateBinary(const BinaryExpr& expr, Environment* environme
 
 Value LuaVM::Impl::binaryOperation(const BinaryExpr& expr, const Value& left, const Value& right)
 {
-    const TokenKind op = expr.op;
-    long long integer;
-    switch (op)
-    {
-    case TokenKind::Plus:
-        if (left.isInteger() && right.isInteger() && !__builtin_add_overflow(left.integer(), right.integer(), &integer))
-        {
-            return Value(integer);
-        }
-        if (!left.isNumber() || !right.isNumber())
-        {
-            failOperands(expr.line, op);
-        }
-        return addNumbers(left, right);
-    case TokenKind::Minus:
-        if (left.isInteger() && right.isInteger() && !__builtin_sub_overflow(left.integer(), right.integer(), &integer))
-        {
-            return Value(integer);
-        }
-        if (!left.isNumber() || !right.isNumber())
-        {
-            failOperands(expr.line, op);
-        }
-        return subtractNumbers(left, right);
-    case TokenKind::Star:
-        if (left.isInteger() && right.isInteger() && !__builtin_mul_overflow(left.integer(), right.integer(), &integer))
-        {
-            return Value(integer);
-        }
-        if (!left.isNumber() || !right.isNumber())
-        {
-            failOperands(expr.line, op);
-        }
-        return multiplyNumbers(left, right);
-    case TokenKind::Slash:
-    {
-        if (!left.isNumber() || !right.isNumber())
-        {
-            failOperands(expr.line, op);
-        }
-        const double divisor = right.asFloat();
-        if (std::fabs(divisor) <= kEpsilon)
-        {
-            failRuntime(expr.line, "division by zero");
-        }
-        return Value(left.asFloat() / divisor); // always a float, never normalised
-    }
-    case TokenKind::Percent:
-        if (left.isInteger() && right.isInteger() && right.integer() > 0)
-        {
-            return Value(static_cast<long long>(left.integer() % right.integer())); // truncating, like the kernel
-        }
-        if (!left.isNumber() || !right.isNumber())
-        {
-            failOperands(expr.line, op);
-        }
-        if (std::fabs(right.asFloat()) <= kEpsilon)
-        {
-            failRuntime(expr.line, "modulo by zero");
-        }
-        return moduloNumbers(left, right);
-    case TokenKind::DotDot: return concatenate(*this, left, right, expr.line);
-    case TokenKind::Equal:
-        if (left.isInteger() && right.isInteger())
-        {
-            return Value(left.integer() == right.integer());
-        }
-        chargeLongEquality(*this, left, right, expr.line);
-        return Value(valuesEqual(left, right));
-    case TokenKind::NotEqual:
-        chargeLongEquality(*this, left, right, expr.line);
-        return Value(!valuesEqual(left, right));
-    case TokenKind::Less:
-        if (left.isInteger() && right.isInteger())
-        {
-            return Value(left.integer() < right.integer());
-        }
-        return compareValues(left, right, op, expr.line);
-    case TokenKind::LessEqual:
-        if (left.isInteger() && right.isInteger())
-        {
-            return Value(left.integer() <= right.integer());
-        }
-        return compareValues(left, right, op, expr.line);
-    case TokenKind::Greater:
-        if (left.isInteger() && right.isInteger())
-        {
-            return Value(left.integer() > right.integer());
-        }
-        return compareValues(left, right, op, expr.line);
-    case TokenKind::GreaterEqual:
-        if (left.isInteger() && right.isInteger())
-        {
-            return Value(left.integer() >= right.integer());
-        }
-        return compareValues(left, right, op, expr.line);
-    default: failRuntime(expr.line, "unsupported expression");
-    }
+    return applyOperator(*this, expr.op, left, right, expr.line);
 }
 
 Value LuaVM::Impl::compareValues(const Value& left, const Value& right, TokenKind op, std::uint32_t line)
 {
-    int order; // -1, 0, 1; 2 when unordered (NaN)
-    if (left.isInteger() && right.isInteger())
-    {
-        order = left.integer() < right.integer() ? -1 : (left.integer() > right.integer() ? 1 : 0);
-    }
-    else if (left.isNumber() && right.isNumber())
-    {
-        const double a = left.asFloat();
-        const double b = right.asFloat();
-        order = a < b ? -1 : (a > b ? 1 : (a == b ? 0 : 2));
-    }
-    else if (left.isString() && right.isString())
-    {
-        // Comparing reads at most the shorter string's bytes.
-        spendStepsForBytes(std::min(left.string()->size(), right.string()->size()), line);
-        const int compared = left.stringView().compare(right.stringView());
-        order = compared < 0 ? -1 : (compared > 0 ? 1 : 0);
-    }
-    else
-    {
-        failRuntime(line, "ordered comparisons require matching numbers or strings");
-    }
-    switch (op)
-    {
-    case TokenKind::Less: return Value(order == -1);
-    case TokenKind::LessEqual: return Value(order == -1 || order == 0);
-    case TokenKind::Greater: return Value(order == 1);
-    case TokenKind::GreaterEqual: return Value(order == 1 || order == 0);
-    default: failRuntime(line, "unsupported expression");
-    }
+    return Value(orderSlow(*this, op, left, right, line));
 }
 
 Value LuaVM::Impl::evaluateTable(const TableExpr& expr, Environment* environment)
@@ -825,9 +701,9 @@ void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environm
         if (target.depth >= 0)
         {
             Environment* scope = resolveLocalEnvironment(environment, target.runtimeDepth);
-            if (scope && target.slot < scope->slotCount())
+            if (scope && target.runtimeSlot < scope->slotCount())
             {
-                scope->slots[target.slot] = std::move(value);
+                scope->slots[target.runtimeSlot] = std::move(value);
             }
         }
         else if (target.hasGlobalSlot)
@@ -854,35 +730,32 @@ void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environm
             evaluated = evaluateExpression(*target.object, environment);
             object = &evaluated;
         }
-        if (!object->isTable())
-        {
-            failRuntime(target.line, std::string("attempt to assign into a ") + describeValueType(*object) + " value");
-        }
+        Table* table = assignableTable(*object, target.line);
         if (target.kind == AssignTarget::Kind::Field)
         {
-            tableSetString(object->table(), nameKeyOf(target.nameKey, target.name), std::move(value));
+            tableSetString(table, nameKeyOf(target.nameKey, target.name), std::move(value));
             return;
         }
         const Value key = evaluateExpression(*target.index, environment);
-        if (key.isInteger())
-        {
-            tableSetInteger(object->table(), key.integer(), std::move(value));
-            return;
-        }
-        if (key.isString())
-        {
-            tableSetString(object->table(), key, std::move(value));
-            return;
-        }
-        TableKey tableKey;
-        if (!tryMakeKeyFromValue(key, tableKey))
-        {
-            failRuntime(target.line, "table index must be a number, string, or boolean");
-        }
-        tableSetByKey(object->table(), tableKey, std::move(value));
+        storeIndexed(table, key, std::move(value), target.line);
         return;
     }
     }
+}
+
+void failAssignInto(const Value& object, std::uint32_t line)
+{
+    failRuntime(line, std::string("attempt to assign into a ") + describeValueType(object) + " value");
+}
+
+void storeKeyed(Table* table, const Value& key, Value value, std::uint32_t line)
+{
+    TableKey tableKey;
+    if (!tryMakeKeyFromValue(key, tableKey))
+    {
+        failRuntime(line, "table index must be a number, string, or boolean");
+    }
+    tableSetByKey(table, tableKey, std::move(value));
 }
 
 } // namespace velmar::lua

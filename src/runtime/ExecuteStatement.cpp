@@ -1,32 +1,260 @@
 // Statement execution: assignments, declarations, branches, loops, return and break.
-#include "runtime/Interpreter.hpp"
 #include "runtime/Iterator.hpp"
+#include "runtime/Operators.hpp"
 
 #include <cmath>
 
 namespace velmar::lua
 {
 
-// One dispatch and a tail call per statement: the cases live in their own functions so that this one
-// stays small enough to inline into the statement loop.
+// A step, then the statement's own executor.
 [[gnu::always_inline]] inline ExecStatus LuaVM::Impl::dispatchStatement(const Stmt& statement,
                                                                         Environment* environment)
 {
     countStep(statement.line);
+    return statement.execute(*this, statement, environment);
+}
+
+namespace
+{
+
+using Impl = LuaVM::Impl;
+
+// A statement kind's general executor: the member that runs that kind of node.
+template <typename Node, ExecStatus (Impl::*Run)(const Node&, Environment*)>
+ExecStatus executeAs(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    return (vm.*Run)(static_cast<const Node&>(statement), environment);
+}
+
+// if c then ... end: one branch, no else.
+ExecStatus executeIfThen(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    const IfStmt::Branch& branch = static_cast<const IfStmt&>(statement).branches[0];
+    if (testCondition(vm, *branch.condition, environment))
+    {
+        return vm.executeBlock(branch.body, branch.slotCount, branch.noFunctions, branch.frame, environment);
+    }
+    return ExecStatus::Normal;
+}
+
+ExecStatus executeBreakNode(Impl& vm, const Stmt& statement, Environment*)
+{
+    vm.pendingBreakLine = statement.line;
+    return ExecStatus::Break;
+}
+
+ExecStatus executeUnsupported(Impl&, const Stmt& statement, Environment*)
+{
+    failRuntime(statement.line, "unsupported statement");
+}
+
+// The slot of a local target in the innermost environment, or null when that environment lacks it.
+[[gnu::always_inline]] inline Value* targetSlotHere(const AssignTarget& target, Environment* environment)
+{
+    return environment && target.runtimeSlot < environment->slotCount() ? &environment->slots[target.runtimeSlot]
+                                                                        : nullptr;
+}
+
+// x = value, x a local of the innermost environment.
+ExecStatus executeStoreLocalHere(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    const auto& assignment = static_cast<const AssignmentStmt&>(statement);
+    Value value = vm.evaluateExpression(*assignment.values[0], environment);
+    if (Value* slot = targetSlotHere(assignment.targets[0], environment))
+    {
+        *slot = std::move(value);
+    }
+    return ExecStatus::Normal;
+}
+
+// x = y or x = literal, x a local of the innermost environment: a copy, no evaluation.
+template <Operand Source> ExecStatus executeCopyToLocalHere(Impl&, const Stmt& statement, Environment* environment)
+{
+    const auto& assignment = static_cast<const AssignmentStmt&>(statement);
+    const Value& value = operandIn<Source>(*assignment.values[0], environment);
+    if (Value* slot = targetSlotHere(assignment.targets[0], environment))
+    {
+        *slot = value;
+    }
+    return ExecStatus::Normal;
+}
+
+// x = a op b with an arithmetic operator, x a local of the innermost environment: the operands are read
+// where they live and the result goes straight into the slot.
+template <TokenKind Op, Operand Left, Operand Right>
+ExecStatus executeStoreLocalArithmetic(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    const auto& assignment = static_cast<const AssignmentStmt&>(statement);
+    const auto& binary = static_cast<const BinaryExpr&>(*assignment.values[0]);
+    if constexpr (Left == Operand::Any || Right == Operand::Any)
+    {
+        vm.guardStack(binary.line);
+    }
+    const Operands<Left, Right> operands(vm, binary, environment);
+    Value result = arithmetic<Op>(operands.left, operands.right, binary.line);
+    if (Value* slot = targetSlotHere(assignment.targets[0], environment))
+    {
+        *slot = std::move(result);
+    }
+    return ExecStatus::Normal;
+}
+
+// t[k] = value and t.name = value, t a local of the innermost environment and k a literal or such a
+// local: the value first, then the table and the key read where they live.
+template <Operand Key> ExecStatus executeStoreIndexOfLocal(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    const auto& assignment = static_cast<const AssignmentStmt&>(statement);
+    const AssignTarget& target = assignment.targets[0];
+    Value value = vm.evaluateExpression(*assignment.values[0], environment);
+    Table* table = assignableTable(operandIn<Operand::LocalHere>(*target.object, environment), target.line);
+    storeIndexed(table, operandIn<Key>(*target.index, environment), std::move(value), target.line);
+    return ExecStatus::Normal;
+}
+
+ExecStatus executeStoreFieldOfLocal(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    const auto& assignment = static_cast<const AssignmentStmt&>(statement);
+    const AssignTarget& target = assignment.targets[0];
+    Value value = vm.evaluateExpression(*assignment.values[0], environment);
+    Table* table = assignableTable(operandIn<Operand::LocalHere>(*target.object, environment), target.line);
+    tableSetString(table, vm.nameKeyOf(target.nameKey, target.name), std::move(value));
+    return ExecStatus::Normal;
+}
+
+template <TokenKind Op, Operand Left> StmtExecutor storeArithmeticRight(const BinaryExpr& binary)
+{
+    switch (operandShape(*binary.right))
+    {
+    case Operand::Constant: return &executeStoreLocalArithmetic<Op, Left, Operand::Constant>;
+    case Operand::LocalHere: return &executeStoreLocalArithmetic<Op, Left, Operand::LocalHere>;
+    case Operand::Local: return &executeStoreLocalArithmetic<Op, Left, Operand::Local>;
+    default: // the right operand may run code: a local on the left is copied before it runs
+        return &executeStoreLocalArithmetic<Op, Left == Operand::Local || Left == Operand::LocalHere ? Operand::Any : Left,
+                                            Operand::Any>;
+    }
+}
+
+template <TokenKind Op> StmtExecutor storeArithmetic(const BinaryExpr& binary)
+{
+    switch (operandShape(*binary.left))
+    {
+    case Operand::Constant: return storeArithmeticRight<Op, Operand::Constant>(binary);
+    case Operand::LocalHere: return storeArithmeticRight<Op, Operand::LocalHere>(binary);
+    case Operand::Local: return storeArithmeticRight<Op, Operand::Local>(binary);
+    default: return storeArithmeticRight<Op, Operand::Any>(binary);
+    }
+}
+
+StmtExecutor selectAssignment(const AssignmentStmt& assignment)
+{
+    if (assignment.targets.size() != 1 || assignment.values.size() != 1)
+    {
+        return &executeAs<AssignmentStmt, &Impl::executeAssignment>;
+    }
+    const AssignTarget& target = assignment.targets[0];
+    if (target.kind != AssignTarget::Kind::Name)
+    {
+        if (operandShape(*target.object) != Operand::LocalHere)
+        {
+            return &executeAs<AssignmentStmt, &Impl::executeAssignment>;
+        }
+        if (target.kind == AssignTarget::Kind::Field)
+        {
+            return &executeStoreFieldOfLocal;
+        }
+        switch (operandShape(*target.index))
+        {
+        case Operand::Constant: return &executeStoreIndexOfLocal<Operand::Constant>;
+        case Operand::LocalHere: return &executeStoreIndexOfLocal<Operand::LocalHere>;
+        default: return &executeAs<AssignmentStmt, &Impl::executeAssignment>;
+        }
+    }
+    if (target.depth < 0 || target.runtimeDepth != 0)
+    {
+        return &executeAs<AssignmentStmt, &Impl::executeAssignment>;
+    }
+    const Expr& value = *assignment.values[0];
+    if (value.kind == ExprKind::Binary)
+    {
+        const auto& binary = static_cast<const BinaryExpr&>(value);
+        switch (binary.op)
+        {
+        case TokenKind::Plus: return storeArithmetic<TokenKind::Plus>(binary);
+        case TokenKind::Minus: return storeArithmetic<TokenKind::Minus>(binary);
+        case TokenKind::Star: return storeArithmetic<TokenKind::Star>(binary);
+        case TokenKind::Slash: return storeArithmetic<TokenKind::Slash>(binary);
+        case TokenKind::Percent: return storeArithmetic<TokenKind::Percent>(binary);
+        default: break;
+        }
+    }
+    switch (operandShape(value))
+    {
+    case Operand::Constant: return &executeCopyToLocalHere<Operand::Constant>;
+    case Operand::LocalHere: return &executeCopyToLocalHere<Operand::LocalHere>;
+    case Operand::Local: return &executeCopyToLocalHere<Operand::Local>;
+    default: return &executeStoreLocalHere;
+    }
+}
+
+// A block that is exactly one return statement.
+bool onlyReturns(const StmtList& body)
+{
+    return body.size() == 1 && body[0]->kind == StmtKind::Return;
+}
+
+// if c then return ... end: the guard clause of most recursive functions, without a block around the
+// return. The return statement still counts its step; its values wait where every return's do.
+ExecStatus executeIfReturn(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    const IfStmt::Branch& branch = static_cast<const IfStmt&>(statement).branches[0];
+    if (!testCondition(vm, *branch.condition, environment))
+    {
+        return ExecStatus::Normal;
+    }
+    const auto& ret = static_cast<const ReturnStmt&>(*branch.body[0]);
+    vm.guardStack(ret.line);
+    vm.countStep(ret.line);
+    if (ret.values.size() == 1 && ret.values[0]->kind != ExprKind::Call)
+    {
+        vm.pendingValue = vm.evaluateExpression(*ret.values[0], environment);
+        vm.pendingIsValue = true;
+        return ExecStatus::Return;
+    }
+    return vm.executeReturn(ret, environment);
+}
+
+StmtExecutor selectExecutor(const Stmt& statement)
+{
     switch (statement.kind)
     {
-    case StmtKind::Expression: return executeExpressionStatement(static_cast<const ExpressionStmt&>(statement), environment);
-    case StmtKind::Assignment: return executeAssignment(static_cast<const AssignmentStmt&>(statement), environment);
-    case StmtKind::FunctionDeclaration:
-        return executeFunctionDeclaration(static_cast<const FunctionDeclarationStmt&>(statement), environment);
-    case StmtKind::If: return executeIf(static_cast<const IfStmt&>(statement), environment);
-    case StmtKind::While: return executeWhile(static_cast<const WhileStmt&>(statement), environment);
-    case StmtKind::NumericFor: return executeNumericFor(static_cast<const NumericForStmt&>(statement), environment);
-    case StmtKind::GenericFor: return executeGenericFor(static_cast<const GenericForStmt&>(statement), environment);
-    case StmtKind::Return: return executeReturn(static_cast<const ReturnStmt&>(statement), environment);
-    case StmtKind::Break: pendingBreakLine = statement.line; return ExecStatus::Break;
+    case StmtKind::Expression: return &executeAs<ExpressionStmt, &Impl::executeExpressionStatement>;
+    case StmtKind::Assignment: return selectAssignment(static_cast<const AssignmentStmt&>(statement));
+    case StmtKind::FunctionDeclaration: return &executeAs<FunctionDeclarationStmt, &Impl::executeFunctionDeclaration>;
+    case StmtKind::If:
+    {
+        const auto& conditional = static_cast<const IfStmt&>(statement);
+        if (conditional.branches.size() != 1 || !conditional.elseBody.empty())
+        {
+            return &executeAs<IfStmt, &Impl::executeIf>;
+        }
+        return onlyReturns(conditional.branches[0].body) ? &executeIfReturn : &executeIfThen;
     }
-    failRuntime(statement.line, "unsupported statement");
+    case StmtKind::While: return &executeAs<WhileStmt, &Impl::executeWhile>;
+    case StmtKind::NumericFor: return &executeAs<NumericForStmt, &Impl::executeNumericFor>;
+    case StmtKind::GenericFor: return &executeAs<GenericForStmt, &Impl::executeGenericFor>;
+    case StmtKind::Return: return &executeAs<ReturnStmt, &Impl::executeReturn>;
+    case StmtKind::Break: return &executeBreakNode;
+    }
+    return &executeUnsupported;
+}
+
+} // namespace
+
+ExecStatus executeFirstTime(LuaVM::Impl& vm, const Stmt& statement, Environment* environment)
+{
+    statement.execute = selectExecutor(statement);
+    return statement.execute(vm, statement, environment);
 }
 
 ExecStatus LuaVM::Impl::executeStatement(const Stmt& statement, Environment* environment)
@@ -103,9 +331,9 @@ ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environmen
         if (target.kind == AssignTarget::Kind::Name && target.depth >= 0) // a local: no table, no global
         {
             Environment* scope = resolveLocalEnvironment(environment, target.runtimeDepth);
-            if (scope && target.slot < scope->slotCount())
+            if (scope && target.runtimeSlot < scope->slotCount())
             {
-                scope->slots[target.slot] = std::move(value);
+                scope->slots[target.runtimeSlot] = std::move(value);
             }
             return ExecStatus::Normal;
         }
@@ -143,6 +371,40 @@ ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environmen
     return ExecStatus::Normal;
 }
 
+namespace
+{
+
+// Lets go of the values of a block's slots in its region's frame: the block has ended.
+void clearSlots(Environment* environment, std::size_t offset, std::size_t count) noexcept
+{
+    const std::size_t end = std::min(offset + count, environment ? environment->slotCount() : 0);
+    for (std::size_t i = offset; i < end; ++i)
+    {
+        environment->slots[i] = Value();
+    }
+}
+
+} // namespace
+
+[[gnu::always_inline]] inline ExecStatus LuaVM::Impl::executeBlock(const StmtList& body, std::size_t slotCount,
+                                                                   bool noFunctions, const BlockFrame& frame,
+                                                                   Environment* environment)
+{
+    guardStack(body.empty() ? 0 : body.front()->line);
+    switch (frame.mode)
+    {
+    case BlockFrame::Mode::None: return executeStatements(body, environment); // no locals: no environment
+    case BlockFrame::Mode::Member:
+    {
+        const ExecStatus status = executeStatements(body, environment);
+        clearSlots(environment, frame.offset, slotCount);
+        return status;
+    }
+    case BlockFrame::Mode::Own: break;
+    }
+    return executeScopedBlock(body, frame.size, noFunctions, environment);
+}
+
 ExecStatus LuaVM::Impl::executeScopedBlock(const StmtList& body, std::size_t slotCount, bool noFunctions,
                                            Environment* environment)
 {
@@ -175,41 +437,62 @@ ExecStatus LuaVM::Impl::executeLoopBody(const StmtList& body, Environment* envir
 {
     for (const IfStmt::Branch& branch : statement.branches)
     {
-        if (evaluateExpression(*branch.condition, environment).isTruthy())
+        if (testCondition(*this, *branch.condition, environment))
         {
-            return executeBlock(branch.body, branch.slotCount, branch.noFunctions, environment);
+            return executeBlock(branch.body, branch.slotCount, branch.noFunctions, branch.frame, environment);
         }
     }
     if (statement.elseBody.empty())
     {
         return ExecStatus::Normal;
     }
-    return executeBlock(statement.elseBody, statement.elseSlotCount, statement.elseNoFunctions, environment);
+    return executeBlock(statement.elseBody, statement.elseSlotCount, statement.elseNoFunctions, statement.elseFrame,
+                        environment);
 }
 
 namespace
 {
 
-// Loop iterations run in one reused local environment, or in a fresh shared one per iteration when
-// the body makes closures (so each closure sees its own iteration's variables).
+// Loop iterations run in one reused local environment, in a fresh shared one per iteration when the
+// body makes closures (so each closure sees its own iteration's variables), or in the enclosing
+// region's frame.
 class LoopEnvironment
 {
 public:
     // `storedSlots`: how many leading slots the loop itself stores before every iteration; when that is
-    // all of them, the reused environment needs no clearing in between.
-    LoopEnvironment(ValueStack& stack, std::size_t slotCount, bool noFunctions, Environment* parent,
-                    std::size_t storedSlots = 0)
-        : local_(stack, noFunctions ? slotCount : 0), slotCount_(slotCount), noFunctions_(noFunctions),
-          clearEachTime_(storedSlots < slotCount), parent_(parent)
+    // all of them, the reused slots need no clearing in between.
+    LoopEnvironment(ValueStack& stack, std::size_t slotCount, bool noFunctions, const BlockFrame& frame,
+                    Environment* parent, std::size_t storedSlots = 0)
+        : local_(stack, frame.mode == BlockFrame::Mode::Own && noFunctions ? frame.size : 0), frame_(frame),
+          slotCount_(slotCount), noFunctions_(noFunctions), clearEachTime_(storedSlots < slotCount), parent_(parent)
     {
         local_.setParent(parent);
     }
+    ~LoopEnvironment()
+    {
+        if (frame_.mode == BlockFrame::Mode::Member)
+        {
+            clearSlots(parent_, frame_.offset, slotCount_);
+        }
+    }
+    LoopEnvironment(const LoopEnvironment&) = delete;
+    LoopEnvironment& operator=(const LoopEnvironment&) = delete;
+
+    // Where the loop's variables start in the environment that next() gives.
+    std::size_t offset() const noexcept { return frame_.mode == BlockFrame::Mode::Member ? frame_.offset : 0; }
 
     [[gnu::always_inline]] Environment* next()
     {
-        if (slotCount_ == 0)
+        switch (frame_.mode)
         {
-            return parent_; // a body without locals runs in the enclosing environment
+        case BlockFrame::Mode::None: return parent_; // a body without locals runs in the enclosing environment
+        case BlockFrame::Mode::Member:
+            if (clearEachTime_)
+            {
+                clearSlots(parent_, frame_.offset, slotCount_);
+            }
+            return parent_;
+        case BlockFrame::Mode::Own: break;
         }
         if (noFunctions_)
         {
@@ -219,7 +502,7 @@ public:
             }
             return &local_;
         }
-        shared_ = Environment::makeShared(slotCount_);
+        shared_ = Environment::makeShared(frame_.size);
         shared_->setParent(parent_);
         return shared_.get();
     }
@@ -227,6 +510,7 @@ public:
 private:
     Environment local_;
     Ref<Environment> shared_;
+    const BlockFrame& frame_;
     std::size_t slotCount_;
     bool noFunctions_;
     bool clearEachTime_;
@@ -245,8 +529,8 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
 
 [[gnu::noinline]] ExecStatus LuaVM::Impl::executeWhile(const WhileStmt& statement, Environment* environment)
 {
-    LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, environment);
-    while (evaluateExpression(*statement.condition, environment).isTruthy())
+    LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, statement.frame, environment);
+    while (testCondition(*this, *statement.condition, environment))
     {
         const ExecStatus status = executeLoopBody(statement.body, loop.next(), statement.line);
         if (status == ExecStatus::Break)
@@ -270,7 +554,9 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     {
         failRuntime(statement.line, "numeric for loop expects numeric bounds");
     }
-    LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, environment, statement.variableSlot == 0 ? 1 : 0);
+    LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, statement.frame, environment,
+                         statement.variableSlot == 0 ? 1 : 0);
+    const std::size_t variableSlot = loop.offset() + statement.variableSlot;
     if (start.isInteger() && limit.isInteger() && step.isInteger())
     {
         const std::int64_t last = limit.integer();
@@ -282,7 +568,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
         for (std::int64_t current = start.integer(); increment > 0 ? current <= last : current >= last;)
         {
             Environment* body = loop.next();
-            storeSlot(body, statement.variableSlot, Value(static_cast<long long>(current)));
+            storeSlot(body, variableSlot, Value(static_cast<long long>(current)));
             const ExecStatus status = executeLoopBody(statement.body, body, statement.line);
             if (status == ExecStatus::Break)
             {
@@ -308,7 +594,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     for (double current = start.asFloat(); increment > 0 ? current <= last : current >= last; current += increment)
     {
         Environment* body = loop.next();
-        storeSlot(body, statement.variableSlot, numericResult(current));
+        storeSlot(body, variableSlot, numericResult(current));
         const ExecStatus status = executeLoopBody(statement.body, body, statement.line);
         if (status == ExecStatus::Break)
         {
@@ -336,14 +622,15 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     {
         ++storedSlots;
     }
-    LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, environment, storedSlots);
+    LoopEnvironment loop(frameSlots, statement.slotCount, statement.noFunctions, statement.frame, environment,
+                         storedSlots);
     MultiValue item;
     while (nextIteratorItem(state, item, this, statement.line))
     {
         Environment* body = loop.next();
         for (std::size_t i = 0; i < statement.variableSlots.size(); ++i)
         {
-            storeSlot(body, statement.variableSlots[i], i < item.size() ? std::move(item[i]) : Value());
+            storeSlot(body, loop.offset() + statement.variableSlots[i], i < item.size() ? std::move(item[i]) : Value());
         }
         const ExecStatus status = executeLoopBody(statement.body, body, statement.line);
         if (status == ExecStatus::Break)

@@ -23,14 +23,6 @@ namespace velmar::lua
 class NativeObject;
 class BridgeMeter;
 
-// How a statement ended: normally, or by a return or break that the enclosing code must honour.
-enum class ExecStatus : std::uint8_t
-{
-    Normal,
-    Return, // the values wait in Impl::pendingReturn or Impl::pendingValue
-    Break,
-};
-
 constexpr std::size_t kUnbounded = std::numeric_limits<std::size_t>::max();
 
 // Internal: hidden even though LuaVM is exported, so calls between its members bind directly
@@ -165,15 +157,8 @@ public:
     ExecStatus executeWhile(const WhileStmt& statement, Environment* environment);
     ExecStatus executeNumericFor(const NumericForStmt& statement, Environment* environment);
     ExecStatus executeGenericFor(const GenericForStmt& statement, Environment* environment);
-    ExecStatus executeBlock(const StmtList& body, std::size_t slotCount, bool noFunctions, Environment* environment)
-    {
-        guardStack(body.empty() ? 0 : body.front()->line);
-        if (slotCount == 0)
-        {
-            return executeStatements(body, environment); // no locals: the scope gets no environment
-        }
-        return executeScopedBlock(body, slotCount, noFunctions, environment);
-    }
+    ExecStatus executeBlock(const StmtList& body, std::size_t slotCount, bool noFunctions, const BlockFrame& frame,
+                            Environment* environment);
     // A block with locals, in its own environment (kept out of line: the environment is large).
     [[gnu::noinline]] ExecStatus executeScopedBlock(const StmtList& body, std::size_t slotCount, bool noFunctions,
                                                     Environment* environment);

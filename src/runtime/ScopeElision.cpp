@@ -1,8 +1,12 @@
-// Scopes without locals get no environment at run time; references count only the environments
-// that exist. The resolver's depths stay as they are; the evaluator walks `runtimeDepth`.
+// Decides where locals live at run time. Scopes without locals get no environment; a scope that makes no
+// closures gives one flat frame to every block nested in it (its region), at offsets after its own
+// slots. References count only the environments that exist and address the slot in the frame they
+// reach. The resolver's depths and slots stay as they are; the evaluator uses `runtimeDepth` and
+// `runtimeSlot`.
 #include "runtime/Interpreter.hpp"
 #include "support/StackGuard.hpp"
 
+#include <algorithm>
 #include <vector>
 
 namespace velmar::lua
@@ -17,25 +21,37 @@ public:
 
     void chunk(const StmtList& statements)
     {
-        materialized_.push_back(true); // a run always makes the chunk's environment
+        scopes_.push_back(Scope{true, false, 0, 0, nullptr}); // a run always makes the chunk's shared environment
         block(statements);
-        materialized_.pop_back();
+        scopes_.pop_back();
     }
 
 private:
-    std::int32_t runtimeDepth(std::int32_t depth) const
+    struct Scope
+    {
+        bool link;          // an environment of its own: leaving it outward crosses a parent link
+        bool region;        // its locals live in a region's flat frame
+        std::size_t base;   // where its slots start in that frame (0 outside regions)
+        std::size_t end;    // base + its slot count: where nested blocks' slots start
+        BlockFrame* root;   // the frame that holds the region's slots
+    };
+
+    // Fills in the run-time depth and slot of a local reference; -1 for a global.
+    void locate(std::int32_t depth, std::size_t slot, std::int32_t& runtimeDepth, std::uint32_t& runtimeSlot) const
     {
         if (depth < 0)
         {
-            return -1;
+            runtimeDepth = -1;
+            return;
         }
         std::int32_t walked = 0;
-        const std::size_t innermost = materialized_.size() - 1;
+        const std::size_t innermost = scopes_.size() - 1;
         for (std::int32_t i = 0; i < depth; ++i)
         {
-            walked += materialized_[innermost - static_cast<std::size_t>(i)] ? 1 : 0;
+            walked += scopes_[innermost - static_cast<std::size_t>(i)].link ? 1 : 0;
         }
-        return walked;
+        runtimeDepth = walked;
+        runtimeSlot = static_cast<std::uint32_t>(scopes_[innermost - static_cast<std::size_t>(depth)].base + slot);
     }
 
     void guard(std::uint32_t line) const
@@ -46,11 +62,30 @@ private:
         }
     }
 
-    void scope(const StmtList& body, std::size_t slotCount)
+    void scope(const StmtList& body, std::size_t slotCount, bool noFunctions, BlockFrame& frame)
     {
-        materialized_.push_back(slotCount > 0);
+        const Scope& outer = scopes_.back();
+        Scope inner{false, false, 0, 0, nullptr};
+        if (outer.region)
+        {
+            // Inside a region: slots after everything enclosing it; siblings reuse the same room.
+            inner = Scope{false, true, outer.end, outer.end + slotCount, outer.root};
+            frame = BlockFrame{slotCount > 0 ? BlockFrame::Mode::Member : BlockFrame::Mode::None,
+                               static_cast<std::uint32_t>(inner.base), 0};
+            inner.root->size = std::max<std::uint32_t>(inner.root->size, static_cast<std::uint32_t>(inner.end));
+        }
+        else if (slotCount > 0)
+        {
+            frame = BlockFrame{BlockFrame::Mode::Own, 0, static_cast<std::uint32_t>(slotCount)};
+            inner = Scope{true, noFunctions, 0, slotCount, &frame};
+        }
+        else
+        {
+            frame = BlockFrame{};
+        }
+        scopes_.push_back(inner);
         block(body);
-        materialized_.pop_back();
+        scopes_.pop_back();
     }
 
     void block(const StmtList& statements)
@@ -63,7 +98,7 @@ private:
 
     void target(const AssignTarget& target)
     {
-        target.runtimeDepth = runtimeDepth(target.depth);
+        locate(target.depth, target.slot, target.runtimeDepth, target.runtimeSlot);
         expression(target.object);
         expression(target.index);
     }
@@ -105,11 +140,11 @@ private:
             for (const IfStmt::Branch& branch : conditional.branches)
             {
                 expression(branch.condition);
-                scope(branch.body, branch.slotCount);
+                scope(branch.body, branch.slotCount, branch.noFunctions, branch.frame);
             }
             if (!conditional.elseBody.empty())
             {
-                scope(conditional.elseBody, conditional.elseSlotCount);
+                scope(conditional.elseBody, conditional.elseSlotCount, conditional.elseNoFunctions, conditional.elseFrame);
             }
             return;
         }
@@ -117,7 +152,7 @@ private:
         {
             const auto& loop = static_cast<const WhileStmt&>(statement);
             expression(loop.condition);
-            scope(loop.body, loop.slotCount);
+            scope(loop.body, loop.slotCount, loop.noFunctions, loop.frame);
             return;
         }
         case StmtKind::NumericFor:
@@ -126,14 +161,14 @@ private:
             expression(loop.start);
             expression(loop.limit);
             expression(loop.step);
-            scope(loop.body, loop.slotCount);
+            scope(loop.body, loop.slotCount, loop.noFunctions, loop.frame);
             return;
         }
         case StmtKind::GenericFor:
         {
             const auto& loop = static_cast<const GenericForStmt&>(statement);
             list(loop.iterators);
-            scope(loop.body, loop.slotCount);
+            scope(loop.body, loop.slotCount, loop.noFunctions, loop.frame);
             return;
         }
         case StmtKind::Return: list(static_cast<const ReturnStmt&>(statement).values); return;
@@ -141,7 +176,10 @@ private:
         }
     }
 
-    void function(const FunctionExpr& function) { scope(function.body, function.slotCount); }
+    void function(const FunctionExpr& function)
+    {
+        scope(function.body, function.slotCount, function.noFunctions, function.frame);
+    }
 
     void expression(const ExprPtr& expr)
     {
@@ -156,7 +194,7 @@ private:
         case ExprKind::Variable:
         {
             const auto& variable = static_cast<const VariableExpr&>(*expr);
-            variable.runtimeDepth = runtimeDepth(variable.depth);
+            locate(variable.depth, variable.slot, variable.runtimeDepth, variable.runtimeSlot);
             return;
         }
         case ExprKind::Unary: expression(static_cast<const UnaryExpr&>(*expr).operand); return;
@@ -195,7 +233,7 @@ private:
     }
 
     const std::string& chunkName_;
-    std::vector<bool> materialized_;
+    std::vector<Scope> scopes_;
 };
 
 } // namespace

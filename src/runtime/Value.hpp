@@ -73,7 +73,7 @@ public:
     }
     // Both assignments store the new payload before releasing the old one: releasing may run
     // destructors that free the memory holding *this (a table slot whose table dies with the old value).
-    Value& operator=(const Value& other) noexcept
+    [[gnu::always_inline]] Value& operator=(const Value& other) noexcept
     {
         if (other.isObject())
         {
@@ -82,7 +82,7 @@ public:
         replace(other.bits_, other.kind_);
         return *this;
     }
-    Value& operator=(Value&& other) noexcept
+    [[gnu::always_inline]] Value& operator=(Value&& other) noexcept
     {
         if (this != &other)
         {
@@ -149,7 +149,7 @@ private:
         RefObject* object;
     } bits_;
 
-    void replace(Bits bits, ValueKind kind) noexcept
+    [[gnu::always_inline]] void replace(Bits bits, ValueKind kind) noexcept
     {
         const Bits oldBits = bits_;
         const ValueKind oldKind = kind_;

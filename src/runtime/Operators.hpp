@@ -1,0 +1,347 @@
+// The meaning of every binary operator, in one place. The general evaluator, the fused statement forms
+// and the conditions all call these: the inline fast paths cover numbers, and each hands every other
+// case (overflow, mixed kinds, strings, every error) to one out-of-line definition.
+#pragma once
+
+#include "runtime/Interpreter.hpp"
+
+#include <cmath>
+#include <cstdint>
+
+namespace velmar::lua
+{
+
+// numericResult of a float result, with the common case decided by an exact test: adding and taking
+// away 2^52 rounds a magnitude below 2^52 to the nearest integer, and a result farther than one
+// epsilon from it stays a float. Everything else (near an integer, huge, NaN, infinite) takes the
+// full rule.
+[[gnu::always_inline]] inline Value floatResult(double number)
+{
+    const double magnitude = std::fabs(number);
+    const double nearest = (magnitude + 4503599627370496.0) - 4503599627370496.0;
+    if (std::fabs(magnitude - nearest) > kEpsilon && magnitude < 4503599627370496.0)
+    {
+        return Value(number);
+    }
+    return numericResult(number);
+}
+
+// Every case of + - * / % that the fast paths below leave: overflow to float, the modulo and
+// division rules, and the "expects numbers", "division by zero" and "modulo by zero" errors.
+[[gnu::noinline]] Value arithmeticSlow(TokenKind op, const Value& left, const Value& right, std::uint32_t line);
+// Ordered comparison of anything but two numbers: strings, or the "matching numbers or strings" error.
+[[gnu::noinline]] bool orderSlow(LuaVM::Impl& vm, TokenKind op, const Value& left, const Value& right, std::uint32_t line);
+// Two distinct strings of the same length, compared byte by byte; long ones spend steps for it.
+[[gnu::noinline]] bool stringsEqualSlow(LuaVM::Impl& vm, const LuaString& left, const LuaString& right,
+                                        std::uint32_t line);
+// a .. b, spending the bytes it produces against the step budget.
+Value concatenate(LuaVM::Impl& vm, const Value& left, const Value& right, std::uint32_t line);
+
+constexpr bool isArithmetic(TokenKind op)
+{
+    return op == TokenKind::Plus || op == TokenKind::Minus || op == TokenKind::Star || op == TokenKind::Slash ||
+           op == TokenKind::Percent;
+}
+
+constexpr bool isOrdering(TokenKind op)
+{
+    return op == TokenKind::Less || op == TokenKind::LessEqual || op == TokenKind::Greater ||
+           op == TokenKind::GreaterEqual;
+}
+
+constexpr bool isComparison(TokenKind op)
+{
+    return isOrdering(op) || op == TokenKind::Equal || op == TokenKind::NotEqual;
+}
+
+template <TokenKind Op, typename T> [[gnu::always_inline]] inline bool compareAs(T a, T b)
+{
+    switch (Op)
+    {
+    case TokenKind::Less: return a < b;
+    case TokenKind::LessEqual: return a <= b;
+    case TokenKind::Greater: return a > b;
+    case TokenKind::GreaterEqual: return a >= b;
+    case TokenKind::Equal: return a == b;
+    default: return a != b;
+    }
+}
+
+// + - * / % of two values.
+template <TokenKind Op>
+[[gnu::always_inline]] inline Value arithmetic(const Value& left, const Value& right, std::uint32_t line)
+{
+    static_assert(isArithmetic(Op));
+    if (left.isInteger() && right.isInteger())
+    {
+        long long result;
+        const std::int64_t a = left.integer();
+        const std::int64_t b = right.integer();
+        if constexpr (Op == TokenKind::Plus)
+        {
+            if (!__builtin_add_overflow(a, b, &result))
+            {
+                return Value(result);
+            }
+        }
+        else if constexpr (Op == TokenKind::Minus)
+        {
+            if (!__builtin_sub_overflow(a, b, &result))
+            {
+                return Value(result);
+            }
+        }
+        else if constexpr (Op == TokenKind::Star)
+        {
+            if (!__builtin_mul_overflow(a, b, &result))
+            {
+                return Value(result);
+            }
+        }
+        else if constexpr (Op == TokenKind::Percent)
+        {
+            if (b > 0)
+            {
+                return Value(static_cast<long long>(a % b)); // truncating, like the kernel
+            }
+        }
+    }
+    else if (left.isNumber() && right.isNumber())
+    {
+        const double a = left.isFloat() ? left.number() : static_cast<double>(left.integer());
+        const double b = right.isFloat() ? right.number() : static_cast<double>(right.integer());
+        if constexpr (Op == TokenKind::Plus)
+        {
+            return floatResult(a + b);
+        }
+        else if constexpr (Op == TokenKind::Minus)
+        {
+            return floatResult(a - b);
+        }
+        else if constexpr (Op == TokenKind::Star)
+        {
+            return floatResult(a * b);
+        }
+        else if constexpr (Op == TokenKind::Slash)
+        {
+            if (std::fabs(b) > kEpsilon)
+            {
+                return Value(a / b); // always a float, never normalised
+            }
+        }
+    }
+    return arithmeticSlow(Op, left, right, line);
+}
+
+// == ~= < <= > >= of two values, as a bool.
+template <TokenKind Op>
+[[gnu::always_inline]] inline bool comparison(LuaVM::Impl& vm, const Value& left, const Value& right,
+                                              std::uint32_t line)
+{
+    static_assert(isComparison(Op));
+    if (left.isInteger() && right.isInteger())
+    {
+        return compareAs<Op>(left.integer(), right.integer());
+    }
+    if constexpr (Op == TokenKind::Equal || Op == TokenKind::NotEqual)
+    {
+        // Two floats compare exactly; an integer and a float within one epsilon (valuesEqual).
+        bool equal;
+        if (left.isFloat() && right.isFloat())
+        {
+            equal = left.number() == right.number();
+        }
+        else if (left.isString() && right.isString())
+        {
+            const LuaString* a = left.string();
+            const LuaString* b = right.string();
+            equal = a == b || (a->size() == b->size() && stringsEqualSlow(vm, *a, *b, line));
+        }
+        else
+        {
+            equal = valuesEqual(left, right);
+        }
+        return Op == TokenKind::Equal ? equal : !equal;
+    }
+    else
+    {
+        if (left.isNumber() && right.isNumber())
+        {
+            const double a = left.isFloat() ? left.number() : static_cast<double>(left.integer());
+            const double b = right.isFloat() ? right.number() : static_cast<double>(right.integer());
+            return compareAs<Op>(a, b);
+        }
+        return orderSlow(vm, Op, left, right, line);
+    }
+}
+
+// Any binary operator but and/or, chosen at run time: the general path.
+inline Value applyOperator(LuaVM::Impl& vm, TokenKind op, const Value& left, const Value& right, std::uint32_t line)
+{
+    switch (op)
+    {
+    case TokenKind::Plus: return arithmetic<TokenKind::Plus>(left, right, line);
+    case TokenKind::Minus: return arithmetic<TokenKind::Minus>(left, right, line);
+    case TokenKind::Star: return arithmetic<TokenKind::Star>(left, right, line);
+    case TokenKind::Slash: return arithmetic<TokenKind::Slash>(left, right, line);
+    case TokenKind::Percent: return arithmetic<TokenKind::Percent>(left, right, line);
+    case TokenKind::DotDot: return concatenate(vm, left, right, line);
+    case TokenKind::Equal: return Value(comparison<TokenKind::Equal>(vm, left, right, line));
+    case TokenKind::NotEqual: return Value(comparison<TokenKind::NotEqual>(vm, left, right, line));
+    case TokenKind::Less: return Value(comparison<TokenKind::Less>(vm, left, right, line));
+    case TokenKind::LessEqual: return Value(comparison<TokenKind::LessEqual>(vm, left, right, line));
+    case TokenKind::Greater: return Value(comparison<TokenKind::Greater>(vm, left, right, line));
+    case TokenKind::GreaterEqual: return Value(comparison<TokenKind::GreaterEqual>(vm, left, right, line));
+    default: failRuntime(line, "unsupported expression");
+    }
+}
+
+// ---- Stores into tables ----
+
+// The object of a field or index store must be a table: "attempt to assign into a ... value".
+[[gnu::noinline]] [[noreturn]] void failAssignInto(const Value& object, std::uint32_t line);
+// t[key] = value for a key that is neither an integer nor a string (or that cannot be a key at all).
+[[gnu::noinline]] void storeKeyed(Table* table, const Value& key, Value value, std::uint32_t line);
+
+[[gnu::always_inline]] inline Table* assignableTable(const Value& object, std::uint32_t line)
+{
+    if (!object.isTable()) [[unlikely]]
+    {
+        failAssignInto(object, line);
+    }
+    return object.table();
+}
+
+// t[key] = value once the table is known and the key evaluated: every indexed store ends here.
+[[gnu::always_inline]] inline void storeIndexed(Table* table, const Value& key, Value value, std::uint32_t line)
+{
+    if (key.isInteger())
+    {
+        tableSetInteger(table, key.integer(), std::move(value));
+        return;
+    }
+    if (key.isString())
+    {
+        tableSetString(table, key, std::move(value));
+        return;
+    }
+    storeKeyed(table, key, std::move(value), line);
+}
+
+// ---- Operands read where they live ----
+
+// How an operator, an index or a fused statement reaches an operand: a literal or a local is read where
+// it lives, with no evaluator call and no copy; anything else is evaluated. A local is read in place
+// only when nothing evaluated after it runs code, so nothing can assign it before it is used.
+enum class Operand : std::uint8_t
+{
+    Constant,
+    LocalHere, // a local of the innermost environment
+    Local,     // a local some environments out
+    Any,
+};
+
+inline bool isLocalVariable(const Expr& expr)
+{
+    return expr.kind == ExprKind::Variable && static_cast<const VariableExpr&>(expr).runtimeDepth >= 0;
+}
+
+inline Operand operandShape(const Expr& operand)
+{
+    if (operand.kind == ExprKind::Literal)
+    {
+        return Operand::Constant;
+    }
+    if (!isLocalVariable(operand))
+    {
+        return Operand::Any;
+    }
+    return static_cast<const VariableExpr&>(operand).runtimeDepth == 0 ? Operand::LocalHere : Operand::Local;
+}
+
+// The slot of a local variable node, or null when its environment does not have it.
+[[gnu::always_inline]] inline Value* localSlot(const Expr& expr, Environment* environment)
+{
+    const auto& variable = static_cast<const VariableExpr&>(expr);
+    Environment* scope = LuaVM::Impl::resolveLocalEnvironment(environment, variable.runtimeDepth);
+    return scope && variable.runtimeSlot < scope->slotCount() ? &scope->slots[variable.runtimeSlot] : nullptr;
+}
+
+[[gnu::always_inline]] inline Value* localSlotHere(const Expr& expr, Environment* environment)
+{
+    const std::size_t slot = static_cast<const VariableExpr&>(expr).runtimeSlot;
+    return environment && slot < environment->slotCount() ? &environment->slots[slot] : nullptr;
+}
+
+// What a local reads as when its environment lacks the slot.
+inline const Value kNilValue;
+
+// The operand's value, read where it lives: a literal or a local.
+template <Operand Mode> [[gnu::always_inline]] inline const Value& operandIn(const Expr& operand, Environment* environment)
+{
+    if constexpr (Mode == Operand::Constant)
+    {
+        return static_cast<const LiteralExpr&>(operand).value;
+    }
+    else if constexpr (Mode == Operand::LocalHere)
+    {
+        const Value* slot = localSlotHere(operand, environment);
+        return slot ? *slot : kNilValue;
+    }
+    else
+    {
+        static_assert(Mode == Operand::Local);
+        const Value* slot = localSlot(operand, environment);
+        return slot ? *slot : kNilValue;
+    }
+}
+
+// One operand: read where it lives, or evaluated and held for as long as the operator needs it.
+template <Operand Mode> struct OperandRead
+{
+    [[gnu::always_inline]] OperandRead(LuaVM::Impl&, const Expr& operand, Environment* environment)
+        : value(operandIn<Mode>(operand, environment))
+    {
+    }
+    const Value& value;
+};
+
+template <> struct OperandRead<Operand::Any>
+{
+    [[gnu::always_inline]] OperandRead(LuaVM::Impl& vm, const Expr& operand, Environment* environment)
+        : held(vm.evaluateExpression(operand, environment))
+    {
+    }
+    const Value held;
+    const Value& value = held;
+};
+
+// The operands of a binary operator, left first.
+template <Operand Left, Operand Right> struct Operands
+{
+    [[gnu::always_inline]] Operands(LuaVM::Impl& vm, const BinaryExpr& binary, Environment* environment)
+        : leftRead(vm, *binary.left, environment), rightRead(vm, *binary.right, environment)
+    {
+    }
+    const OperandRead<Left> leftRead;
+    const OperandRead<Right> rightRead;
+    const Value& left = leftRead.value;
+    const Value& right = rightRead.value;
+};
+
+// The truth of a condition: comparisons and and/or chains through their testers, `not` by the truth of
+// its operand, everything else by the value's truthiness.
+[[gnu::always_inline]] inline bool testCondition(LuaVM::Impl& vm, const Expr& expr, Environment* environment)
+{
+    if (expr.kind == ExprKind::Binary)
+    {
+        return static_cast<const BinaryExpr&>(expr).test(vm, expr, environment);
+    }
+    return vm.evaluateExpression(expr, environment).isTruthy();
+}
+
+// True when evaluating the expression runs no script code: no call anywhere in it (looked at to a small
+// depth only; deeper trees count as running code).
+bool runsNoCode(const Expr& expr, int depth = 0);
+
+} // namespace velmar::lua
