@@ -74,7 +74,7 @@ constexpr std::array kOptions{
            [](Invocation& invocation, std::span<const std::string> values) {
                invocation.stepLimit = parseCount("--step-limit", values[0], false);
            }},
-    Option{"--memory-limit", "BYTES", "fail a run whose values would need more than BYTES (K, M, G allowed)",
+    Option{"--memory-limit", "BYTES", "fail a run that would hold more than BYTES of memory (K, M, G allowed)",
            [](Invocation& invocation, std::span<const std::string> values) {
                invocation.memoryLimit = parseCount("--memory-limit", values[0], true);
            }},

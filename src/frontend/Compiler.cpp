@@ -1,7 +1,6 @@
 // The compile driver: source text to a resolved, slot-bound statement list.
 #include "frontend/Compiler.hpp"
 
-#include "frontend/Lexer.hpp"
 #include "frontend/Parser.hpp"
 #include "frontend/Resolver.hpp"
 #include "support/StackGuard.hpp"
@@ -12,9 +11,10 @@ namespace velmar::lua
 ParsedChunk compileChunk(std::string_view source, const std::string& chunkName, GlobalSlotTable& globals)
 {
     zq::initStackLimit();
-    Parser parser(Lexer(source, chunkName).tokenize(), chunkName);
+    Parser parser(source, chunkName);
     ParsedChunk chunk;
     chunk.statements = parser.parseChunk();
+    chunk.treeCharge = parser.takeCharge();
     Resolver resolver(chunkName);
     resolver.beginScope();
     resolver.resolveStatements(chunk.statements);

@@ -3,6 +3,7 @@
 
 #include "frontend/Ast.hpp"
 #include "frontend/GlobalSlots.hpp"
+#include "runtime/Heap.hpp"
 
 #include <string>
 #include <string_view>
@@ -14,6 +15,7 @@ struct ParsedChunk
 {
     StmtList statements;
     std::size_t localCount = 0; // slots of the chunk's top-level scope
+    HeapCharge treeCharge;      // the tree's memory, counted against the run's limit while it runs
 };
 
 // Lexes, parses, resolves and binds globals; a syntax error leaves as the exception of failParse.

@@ -1,4 +1,4 @@
-// The lexer: the whole chunk text to tokens in one pass, and failParse for every compile error.
+// The lexer: chunk text to tokens, one at a time or all at once, and failParse for every compile error.
 #include "frontend/Lexer.hpp"
 
 #include "support/Errors.hpp"
@@ -225,110 +225,116 @@ void Lexer::readName(char first, Token& token)
 std::vector<Token> Lexer::tokenize()
 {
     std::vector<Token> tokens;
-    tokens.reserve(source_.size() / 4 + 1);
-    while (true)
+    do
     {
-        skipBlanksAndComments();
-        Token token;
-        token.line = line_;
-        token.column = column_;
-        if (atEnd())
-        {
-            token.kind = TokenKind::EndOfFile;
-            tokens.push_back(std::move(token));
-            return tokens;
-        }
-        const char c = static_cast<char>(advance());
-        auto single = [&](TokenKind kind) {
-            token.kind = kind;
-            token.text.assign(1, c);
-        };
-        auto withEqual = [&](TokenKind plain, TokenKind equal) {
-            token.text.assign(1, c);
-            if (match('='))
-            {
-                token.text.push_back('=');
-                token.kind = equal;
-            }
-            else
-            {
-                token.kind = plain;
-            }
-        };
-        switch (c)
-        {
-        case '"':
-        case '\'':
-            token.kind = TokenKind::String;
-            readQuotedString(c, token);
-            break;
-        case '#': single(TokenKind::Hash); break;
-        case '%': single(TokenKind::Percent); break;
-        case '(': single(TokenKind::LeftParen); break;
-        case ')': single(TokenKind::RightParen); break;
-        case '*': single(TokenKind::Star); break;
-        case '+': single(TokenKind::Plus); break;
-        case ',': single(TokenKind::Comma); break;
-        case '-': single(TokenKind::Minus); break;
-        case '/': single(TokenKind::Slash); break;
-        case ':': single(TokenKind::Colon); break;
-        case ';': single(TokenKind::Semicolon); break;
-        case ']': single(TokenKind::RightBracket); break;
-        case '{': single(TokenKind::LeftBrace); break;
-        case '}': single(TokenKind::RightBrace); break;
-        case '.':
-            if (match('.'))
-            {
-                token.kind = TokenKind::DotDot;
-                token.text = "..";
-            }
-            else
-            {
-                single(TokenKind::Dot);
-            }
-            break;
-        case '<': withEqual(TokenKind::Less, TokenKind::LessEqual); break;
-        case '=': withEqual(TokenKind::Assign, TokenKind::Equal); break;
-        case '>': withEqual(TokenKind::Greater, TokenKind::GreaterEqual); break;
-        case '~':
-            if (!match('='))
-            {
-                failParse(chunkName_, token.line, token.column, "unexpected '~'");
-            }
-            token.kind = TokenKind::NotEqual;
-            token.text = "~=";
-            break;
-        case '[':
-            if (match('['))
-            {
-                token.kind = TokenKind::String;
-                token.text = readLongString(token.line, token.column);
-            }
-            else
-            {
-                single(TokenKind::LeftBracket);
-            }
-            break;
-        default:
-            if (isDigit(c))
-            {
-                readNumber(c, token);
-            }
-            else if (isNameStart(c))
-            {
-                readName(c, token);
-            }
-            else
-            {
-                std::string message = "unexpected character '";
-                message.push_back(c);
-                message.push_back('\'');
-                failParse(chunkName_, token.line, token.column, message);
-            }
-            break;
-        }
-        tokens.push_back(std::move(token));
+        tokens.push_back(next());
+    } while (tokens.back().kind != TokenKind::EndOfFile);
+    return tokens;
+}
+
+Token Lexer::next()
+{
+    skipBlanksAndComments();
+    Token token;
+    token.line = line_;
+    token.column = column_;
+    if (atEnd())
+    {
+        token.kind = TokenKind::EndOfFile;
+        return token;
     }
+    const char c = static_cast<char>(advance());
+    auto single = [&](TokenKind kind)
+    {
+        token.kind = kind;
+        token.text.assign(1, c);
+    };
+    auto withEqual = [&](TokenKind plain, TokenKind equal)
+    {
+        token.text.assign(1, c);
+        if (match('='))
+        {
+            token.text.push_back('=');
+            token.kind = equal;
+        }
+        else
+        {
+            token.kind = plain;
+        }
+    };
+    switch (c)
+    {
+    case '"':
+    case '\'':
+        token.kind = TokenKind::String;
+        readQuotedString(c, token);
+        break;
+    case '#': single(TokenKind::Hash); break;
+    case '%': single(TokenKind::Percent); break;
+    case '(': single(TokenKind::LeftParen); break;
+    case ')': single(TokenKind::RightParen); break;
+    case '*': single(TokenKind::Star); break;
+    case '+': single(TokenKind::Plus); break;
+    case ',': single(TokenKind::Comma); break;
+    case '-': single(TokenKind::Minus); break;
+    case '/': single(TokenKind::Slash); break;
+    case ':': single(TokenKind::Colon); break;
+    case ';': single(TokenKind::Semicolon); break;
+    case ']': single(TokenKind::RightBracket); break;
+    case '{': single(TokenKind::LeftBrace); break;
+    case '}': single(TokenKind::RightBrace); break;
+    case '.':
+        if (match('.'))
+        {
+            token.kind = TokenKind::DotDot;
+            token.text = "..";
+        }
+        else
+        {
+            single(TokenKind::Dot);
+        }
+        break;
+    case '<': withEqual(TokenKind::Less, TokenKind::LessEqual); break;
+    case '=': withEqual(TokenKind::Assign, TokenKind::Equal); break;
+    case '>': withEqual(TokenKind::Greater, TokenKind::GreaterEqual); break;
+    case '~':
+        if (!match('='))
+        {
+            failParse(chunkName_, token.line, token.column, "unexpected '~'");
+        }
+        token.kind = TokenKind::NotEqual;
+        token.text = "~=";
+        break;
+    case '[':
+        if (match('['))
+        {
+            token.kind = TokenKind::String;
+            token.text = readLongString(token.line, token.column);
+        }
+        else
+        {
+            single(TokenKind::LeftBracket);
+        }
+        break;
+    default:
+        if (isDigit(c))
+        {
+            readNumber(c, token);
+        }
+        else if (isNameStart(c))
+        {
+            readName(c, token);
+        }
+        else
+        {
+            std::string message = "unexpected character '";
+            message.push_back(c);
+            message.push_back('\'');
+            failParse(chunkName_, token.line, token.column, message);
+        }
+        break;
+    }
+    return token;
 }
 
 } // namespace velmar::lua

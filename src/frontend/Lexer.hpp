@@ -1,4 +1,4 @@
-// The lexer: the whole chunk text to tokens in one pass, and failParse for every compile error.
+// The lexer: chunk text to tokens, one at a time or all at once, and failParse for every compile error.
 #pragma once
 
 #include "frontend/Token.hpp"
@@ -19,6 +19,8 @@ class Lexer
 public:
     Lexer(std::string_view source, std::string chunkName) : source_(source), chunkName_(std::move(chunkName)) {}
 
+    // The next token; at the end of the text, EndOfFile (again on every later call).
+    Token next();
     // Tokenizes the whole text; the result always ends with exactly one EndOfFile token.
     std::vector<Token> tokenize();
 

@@ -1,4 +1,4 @@
-// Recursive-descent parser: the token vector of one chunk to its statement list.
+// Recursive-descent parser: the tokens of one chunk to its statement list.
 #include "frontend/Parser.hpp"
 
 #include "frontend/Lexer.hpp"
@@ -42,25 +42,26 @@ double convertNumberLiteral(const std::string& text)
     return number;
 }
 
-Parser::Parser(std::vector<Token> tokens, std::string chunkName)
-    : tokens_(std::move(tokens)), chunkName_(std::move(chunkName))
+Parser::Parser(std::string_view source, std::string chunkName)
+    : lexer_(source, chunkName), chunkName_(std::move(chunkName))
 {
-    if (tokens_.empty() || tokens_.back().kind != TokenKind::EndOfFile)
+    window_.push_back(lexer_.next());
+    fillWindow();
+}
+
+void Parser::fillWindow()
+{
+    // The current token and the one after it are always at hand.
+    while (base_ + window_.size() <= current_ + 1 && window_.back().kind != TokenKind::EndOfFile)
     {
-        Token end;
-        if (!tokens_.empty())
-        {
-            end.line = tokens_.back().line;
-            end.column = tokens_.back().column;
-        }
-        tokens_.push_back(end);
+        window_.push_back(lexer_.next());
     }
 }
 
 const Token& Parser::peekAt(std::size_t offset) const noexcept
 {
-    const std::size_t index = current_ + offset;
-    return index < tokens_.size() ? tokens_[index] : tokens_.back();
+    const std::size_t index = current_ + offset - base_;
+    return index < window_.size() ? window_[index] : window_.back();
 }
 
 const Token& Parser::advance()
@@ -68,6 +69,15 @@ const Token& Parser::advance()
     if (!check(TokenKind::EndOfFile))
     {
         ++current_;
+        fillWindow();
+        if (current_ - base_ > 2 * kTokensKept)
+        {
+            while (current_ - base_ > kTokensKept)
+            {
+                window_.pop_front();
+                ++base_;
+            }
+        }
     }
     return previous();
 }
@@ -91,9 +101,19 @@ const Token& Parser::consume(TokenKind kind, const char* message)
     errorAt(peek(), message);
 }
 
-void Parser::errorAt(const Token& token, const char* message) const
+void Parser::errorAt(const Token& token, const char* message)
 {
-    failParse(chunkName_, token.line, token.column, message);
+    const std::uint32_t line = token.line;
+    const std::uint32_t column = token.column;
+    // A lexical error anywhere in the chunk is reported before any syntax error, as when the whole
+    // text is tokenized before parsing starts.
+    if (window_.back().kind != TokenKind::EndOfFile)
+    {
+        while (lexer_.next().kind != TokenKind::EndOfFile)
+        {
+        }
+    }
+    failParse(chunkName_, line, column, message);
 }
 
 Parser::NestingScope::NestingScope(Parser& parser) : parser_(parser)
@@ -119,7 +139,7 @@ StmtList Parser::parseChunk()
     skipSemicolons();
     while (!check(TokenKind::EndOfFile))
     {
-        statements.push_back(parseStatement());
+        append(statements, parseStatement());
         skipSemicolons();
     }
     return statements;
@@ -138,7 +158,7 @@ StmtList Parser::parseBlock(std::initializer_list<TokenKind> terminators)
                 return statements;
             }
         }
-        statements.push_back(parseStatement());
+        append(statements, parseStatement());
         skipSemicolons();
     }
     return statements;
@@ -147,10 +167,10 @@ StmtList Parser::parseBlock(std::initializer_list<TokenKind> terminators)
 std::vector<ExprPtr> Parser::parseExpressionList()
 {
     std::vector<ExprPtr> expressions;
-    expressions.push_back(parseExpression());
+    append(expressions, parseExpression());
     while (match(TokenKind::Comma))
     {
-        expressions.push_back(parseExpression());
+        append(expressions, parseExpression());
     }
     return expressions;
 }
@@ -172,13 +192,13 @@ std::vector<ExprPtr> Parser::parseArguments()
 std::shared_ptr<FunctionExpr> Parser::parseFunctionBody(std::uint32_t line)
 {
     NestingScope nesting(*this);
-    auto function = std::make_shared<FunctionExpr>(line);
+    auto function = make<FunctionExpr>(line);
     consume(TokenKind::LeftParen, "expected '(' after function name");
     if (!check(TokenKind::RightParen))
     {
         do
         {
-            function->parameters.push_back(consume(TokenKind::Identifier, "expected parameter name").text);
+            append(function->parameters, consume(TokenKind::Identifier, "expected parameter name").text);
         } while (match(TokenKind::Comma));
     }
     consume(TokenKind::RightParen, "expected ')' after parameter list");
@@ -187,7 +207,7 @@ std::shared_ptr<FunctionExpr> Parser::parseFunctionBody(std::uint32_t line)
     return function;
 }
 
-AssignTarget Parser::asAssignTarget(const ExprPtr& expr) const
+AssignTarget Parser::asAssignTarget(const ExprPtr& expr)
 {
     AssignTarget target;
     target.line = expr->line;
@@ -225,7 +245,7 @@ StmtPtr Parser::parseStatement()
     case TokenKind::While: return parseWhile();
     case TokenKind::For: return parseFor();
     case TokenKind::Return: return parseReturn();
-    case TokenKind::Break: advance(); return std::make_shared<BreakStmt>(token.line);
+    case TokenKind::Break: advance(); return make<BreakStmt>(token.line);
     case TokenKind::Function:
     {
         const Token& functionToken = advance();
@@ -239,19 +259,19 @@ StmtPtr Parser::parseStatement()
 // if exp then block {elseif exp then block} [else block] end
 StmtPtr Parser::parseIf()
 {
-    auto statement = std::make_shared<IfStmt>(advance().line);
+    auto statement = make<IfStmt>(advance().line);
     IfStmt::Branch first;
     first.condition = parseExpression();
     consume(TokenKind::Then, "expected 'then' after if condition");
     first.body = parseBlock({TokenKind::ElseIf, TokenKind::Else, TokenKind::End});
-    statement->branches.push_back(std::move(first));
+    append(statement->branches, std::move(first));
     while (match(TokenKind::ElseIf))
     {
         IfStmt::Branch branch;
         branch.condition = parseExpression();
         consume(TokenKind::Then, "expected 'then' after elseif condition");
         branch.body = parseBlock({TokenKind::ElseIf, TokenKind::Else, TokenKind::End});
-        statement->branches.push_back(std::move(branch));
+        append(statement->branches, std::move(branch));
     }
     if (match(TokenKind::Else))
     {
@@ -269,7 +289,7 @@ StmtPtr Parser::parseWhile()
     consume(TokenKind::Do, "expected 'do' after while condition");
     StmtList body = parseBlock({TokenKind::End});
     consume(TokenKind::End, "expected 'end' after while loop");
-    return std::make_shared<WhileStmt>(std::move(condition), std::move(body), line);
+    return make<WhileStmt>(std::move(condition), std::move(body), line);
 }
 
 // for Name = exp, exp [, exp] do block end  |  for Name {, Name} in explist do block end
@@ -279,7 +299,7 @@ StmtPtr Parser::parseFor()
     std::string first = consume(TokenKind::Identifier, "expected loop variable name").text;
     if (match(TokenKind::Assign))
     {
-        auto loop = std::make_shared<NumericForStmt>(line);
+        auto loop = make<NumericForStmt>(line);
         loop->name = std::move(first);
         loop->start = parseExpression();
         consume(TokenKind::Comma, "expected ',' after numeric for start value");
@@ -293,11 +313,11 @@ StmtPtr Parser::parseFor()
         consume(TokenKind::End, "expected 'end' after numeric for loop");
         return loop;
     }
-    auto loop = std::make_shared<GenericForStmt>(line);
-    loop->names.push_back(std::move(first));
+    auto loop = make<GenericForStmt>(line);
+    append(loop->names, std::move(first));
     while (match(TokenKind::Comma))
     {
-        loop->names.push_back(consume(TokenKind::Identifier, "expected loop variable name").text);
+        append(loop->names, consume(TokenKind::Identifier, "expected loop variable name").text);
     }
     consume(TokenKind::In, "expected 'in' in generic for loop");
     loop->iterators = parseExpressionList();
@@ -310,7 +330,7 @@ StmtPtr Parser::parseFor()
 // return [explist]
 StmtPtr Parser::parseReturn()
 {
-    auto statement = std::make_shared<ReturnStmt>(advance().line);
+    auto statement = make<ReturnStmt>(advance().line);
     switch (peek().kind)
     {
     case TokenKind::Semicolon:
@@ -342,7 +362,7 @@ StmtPtr Parser::parseFunctionDeclaration(const Token& functionToken, bool isLoca
         target.line = name.line;
         if (check(TokenKind::Dot) || check(TokenKind::Colon))
         {
-            ExprPtr object = std::make_shared<VariableExpr>(name.text, name.line);
+            ExprPtr object = make<VariableExpr>(name.text, name.line);
             while (true)
             {
                 if (match(TokenKind::Dot))
@@ -350,7 +370,7 @@ StmtPtr Parser::parseFunctionDeclaration(const Token& functionToken, bool isLoca
                     const Token& field = consume(TokenKind::Identifier, "expected field name after '.'");
                     if (check(TokenKind::Dot) || check(TokenKind::Colon))
                     {
-                        object = std::make_shared<FieldExpr>(std::move(object), field.text, field.line);
+                        object = make<FieldExpr>(std::move(object), field.text, field.line);
                         continue;
                     }
                     target.kind = AssignTarget::Kind::Field;
@@ -378,7 +398,7 @@ StmtPtr Parser::parseFunctionDeclaration(const Token& functionToken, bool isLoca
     {
         function->parameters.insert(function->parameters.begin(), "self");
     }
-    return std::make_shared<FunctionDeclarationStmt>(isLocal, std::move(target), std::move(function), line);
+    return make<FunctionDeclarationStmt>(isLocal, std::move(target), std::move(function), line);
 }
 
 // local function Name funcbody  |  local Name {',' Name} ['=' explist]
@@ -391,13 +411,13 @@ StmtPtr Parser::parseLocal()
         const Token& functionToken = advance();
         return parseFunctionDeclaration(functionToken, true, line);
     }
-    auto statement = std::make_shared<AssignmentStmt>(true, line);
+    auto statement = make<AssignmentStmt>(true, line);
     do
     {
         AssignTarget target;
         target.name = consume(TokenKind::Identifier, "expected local variable name").text;
         target.line = line;
-        statement->targets.push_back(std::move(target));
+        append(statement->targets, std::move(target));
     } while (match(TokenKind::Comma));
     if (match(TokenKind::Assign))
     {
@@ -412,11 +432,11 @@ StmtPtr Parser::parseExpressionStatement()
     ExprPtr expr = parsePrefixExpression();
     if (check(TokenKind::Assign) || check(TokenKind::Comma))
     {
-        auto statement = std::make_shared<AssignmentStmt>(false, expr->line);
-        statement->targets.push_back(asAssignTarget(expr));
+        auto statement = make<AssignmentStmt>(false, expr->line);
+        append(statement->targets, asAssignTarget(expr));
         while (match(TokenKind::Comma))
         {
-            statement->targets.push_back(asAssignTarget(parsePrefixExpression()));
+            append(statement->targets, asAssignTarget(parsePrefixExpression()));
         }
         consume(TokenKind::Assign, "expected '=' in assignment");
         statement->values = parseExpressionList();
@@ -426,7 +446,7 @@ StmtPtr Parser::parseExpressionStatement()
     {
         errorAt(peek(), "expected function call");
     }
-    return std::make_shared<ExpressionStmt>(expr, expr->line);
+    return make<ExpressionStmt>(expr, expr->line);
 }
 
 // exp ::= andexp {or andexp}
@@ -437,7 +457,7 @@ ExprPtr Parser::parseExpression()
     while (match(TokenKind::Or))
     {
         ExprPtr right = parseAnd();
-        left = std::make_shared<BinaryExpr>(std::move(left), TokenKind::Or, std::move(right), previous().line);
+        left = make<BinaryExpr>(std::move(left), TokenKind::Or, std::move(right), previous().line);
     }
     return left;
 }
@@ -449,7 +469,7 @@ ExprPtr Parser::parseAnd()
     while (match(TokenKind::And))
     {
         ExprPtr right = parseComparison();
-        left = std::make_shared<BinaryExpr>(std::move(left), TokenKind::And, std::move(right), previous().line);
+        left = make<BinaryExpr>(std::move(left), TokenKind::And, std::move(right), previous().line);
     }
     return left;
 }
@@ -468,7 +488,7 @@ ExprPtr Parser::parseComparison()
         }
         const std::uint32_t line = advance().line;
         ExprPtr right = parseConcat();
-        left = std::make_shared<BinaryExpr>(std::move(left), kind, std::move(right), line);
+        left = make<BinaryExpr>(std::move(left), kind, std::move(right), line);
     }
 }
 
@@ -483,13 +503,13 @@ ExprPtr Parser::parseConcat()
         const TokenKind kind = op.kind;
         const std::uint32_t line = op.line;
         ExprPtr right = parseFactor();
-        left = std::make_shared<BinaryExpr>(std::move(left), kind, std::move(right), line);
+        left = make<BinaryExpr>(std::move(left), kind, std::move(right), line);
     }
     if (check(TokenKind::DotDot))
     {
         const std::uint32_t line = advance().line;
         ExprPtr right = parseConcat();
-        return std::make_shared<BinaryExpr>(std::move(left), TokenKind::DotDot, std::move(right), line);
+        return make<BinaryExpr>(std::move(left), TokenKind::DotDot, std::move(right), line);
     }
     return left;
 }
@@ -504,7 +524,7 @@ ExprPtr Parser::parseFactor()
         const TokenKind kind = op.kind;
         const std::uint32_t line = op.line;
         ExprPtr right = parseUnary();
-        left = std::make_shared<BinaryExpr>(std::move(left), kind, std::move(right), line);
+        left = make<BinaryExpr>(std::move(left), kind, std::move(right), line);
     }
     return left;
 }
@@ -519,7 +539,7 @@ ExprPtr Parser::parseUnary()
         const TokenKind kind = op.kind;
         const std::uint32_t line = op.line;
         ExprPtr operand = parseUnary();
-        return std::make_shared<UnaryExpr>(kind, std::move(operand), line);
+        return make<UnaryExpr>(kind, std::move(operand), line);
     }
     return parsePrefixExpression();
 }
@@ -534,19 +554,19 @@ ExprPtr Parser::parsePrefixExpression()
         if (match(TokenKind::Dot))
         {
             const Token& name = consume(TokenKind::Identifier, "expected field name after '.'");
-            expr = std::make_shared<FieldExpr>(std::move(expr), name.text, name.line);
+            expr = make<FieldExpr>(std::move(expr), name.text, name.line);
         }
         else if (check(TokenKind::LeftBracket))
         {
             const std::uint32_t line = advance().line;
             ExprPtr index = parseExpression();
             consume(TokenKind::RightBracket, "expected ']' after index expression");
-            expr = std::make_shared<IndexExpr>(std::move(expr), std::move(index), line);
+            expr = make<IndexExpr>(std::move(expr), std::move(index), line);
         }
         else if (match(TokenKind::Colon))
         {
             const Token& name = consume(TokenKind::Identifier, "expected method name after ':'");
-            auto call = std::make_shared<CallExpr>(name.line);
+            auto call = make<CallExpr>(name.line);
             call->methodName = name.text;
             call->object = std::move(expr);
             call->arguments = parseArguments();
@@ -554,7 +574,7 @@ ExprPtr Parser::parsePrefixExpression()
         }
         else if (check(TokenKind::LeftParen))
         {
-            auto call = std::make_shared<CallExpr>(peek().line);
+            auto call = make<CallExpr>(peek().line);
             call->callee = std::move(expr);
             call->arguments = parseArguments();
             expr = std::move(call);
@@ -571,15 +591,13 @@ ExprPtr Parser::parsePrimary()
     const Token& token = peek();
     switch (token.kind)
     {
-    case TokenKind::Integer: advance(); return std::make_shared<LiteralExpr>(convertIntegerLiteral(token.text), token.line);
-    case TokenKind::Number:
-        advance();
-        return std::make_shared<LiteralExpr>(Value(convertNumberLiteral(token.text)), token.line);
-    case TokenKind::String: advance(); return std::make_shared<LiteralExpr>(Value(token.text), token.line);
-    case TokenKind::True: advance(); return std::make_shared<LiteralExpr>(Value(true), token.line);
-    case TokenKind::False: advance(); return std::make_shared<LiteralExpr>(Value(false), token.line);
-    case TokenKind::Nil: advance(); return std::make_shared<LiteralExpr>(Value(), token.line);
-    case TokenKind::Identifier: advance(); return std::make_shared<VariableExpr>(token.text, token.line);
+    case TokenKind::Integer: advance(); return make<LiteralExpr>(convertIntegerLiteral(token.text), token.line);
+    case TokenKind::Number: advance(); return make<LiteralExpr>(Value(convertNumberLiteral(token.text)), token.line);
+    case TokenKind::String: advance(); return make<LiteralExpr>(Value(token.text), token.line);
+    case TokenKind::True: advance(); return make<LiteralExpr>(Value(true), token.line);
+    case TokenKind::False: advance(); return make<LiteralExpr>(Value(false), token.line);
+    case TokenKind::Nil: advance(); return make<LiteralExpr>(Value(), token.line);
+    case TokenKind::Identifier: advance(); return make<VariableExpr>(token.text, token.line);
     case TokenKind::LeftParen:
     {
         advance();
@@ -596,7 +614,7 @@ ExprPtr Parser::parsePrimary()
 // tableconstructor ::= '{' [field {sep field} [sep]] '}'
 ExprPtr Parser::parseTableConstructor(const Token& brace)
 {
-    auto table = std::make_shared<TableExpr>(brace.line);
+    auto table = make<TableExpr>(brace.line);
     if (!check(TokenKind::RightBrace))
     {
         while (true)
@@ -622,7 +640,7 @@ ExprPtr Parser::parseTableConstructor(const Token& brace)
             {
                 field.value = parseExpression();
             }
-            table->fields.push_back(std::move(field));
+            append(table->fields, std::move(field));
             if (!match(TokenKind::Comma) && !match(TokenKind::Semicolon))
             {
                 break;

@@ -1,11 +1,15 @@
-// Recursive-descent parser: the token vector of one chunk to its statement list.
+// Recursive-descent parser: the tokens of one chunk to its statement list.
 #pragma once
 
 #include "frontend/Ast.hpp"
+#include "frontend/Lexer.hpp"
 #include "frontend/Token.hpp"
+#include "runtime/Heap.hpp"
 
+#include <deque>
 #include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace velmar::lua
@@ -14,22 +18,52 @@ namespace velmar::lua
 class Parser
 {
 public:
-    Parser(std::vector<Token> tokens, std::string chunkName);
+    // The parser pulls tokens from the lexer as it goes and keeps only a short window of them, so a
+    // chunk's tokens never cost memory in proportion to its size. The source must outlive the parser.
+    Parser(std::string_view source, std::string chunkName);
 
     // The whole chunk: statements up to the end of input, semicolons skipped.
     StmtList parseChunk();
     StmtPtr parseStatement();
     ExprPtr parseExpression();
 
+    // The memory of the tree built so far, charged to the current heap as the tree grew (a run past
+    // its memory limit fails while compiling). Whoever keeps the tree keeps the charge with it.
+    HeapCharge takeCharge() noexcept { return std::move(charge_); }
+
 private:
-    const Token& peek() const noexcept { return tokens_[current_]; }
+    const Token& peek() const noexcept { return window_[current_ - base_]; }
+    // The current token (0) or the one after it (1).
     const Token& peekAt(std::size_t offset) const noexcept;
     bool check(TokenKind kind) const noexcept { return peek().kind == kind; }
+    // Moves to the next token and returns the one passed. A token reference stays valid for at least
+    // kTokensKept further advances; the parser never holds one longer.
     const Token& advance();
-    const Token& previous() const noexcept { return tokens_[current_ == 0 ? 0 : current_ - 1]; }
+    const Token& previous() const noexcept { return window_[(current_ == 0 ? 0 : current_ - 1) - base_]; }
     bool match(TokenKind kind);
     const Token& consume(TokenKind kind, const char* message);
-    [[noreturn]] void errorAt(const Token& token, const char* message) const;
+    [[noreturn]] void errorAt(const Token& token, const char* message);
+    void fillWindow();
+    static constexpr std::size_t kTokensKept = 16;
+
+    // Nodes and lists are charged before they are allocated, at the sizes they take.
+    template <typename T, typename... Args> std::shared_ptr<T> make(Args&&... args)
+    {
+        charge_.add(sizeof(T) + kNodeOverhead);
+        return std::make_shared<T>(std::forward<Args>(args)...);
+    }
+    template <typename List, typename Element> void append(List& list, Element&& element)
+    {
+        if (list.size() == list.capacity())
+        {
+            const std::size_t capacity = list.capacity() < 2 ? 2 : 2 * list.capacity();
+            charge_.add((capacity - list.capacity()) * sizeof(typename List::value_type));
+            list.reserve(capacity);
+        }
+        list.push_back(std::forward<Element>(element));
+    }
+    // The shared count and the allocator's own bookkeeping beside each node.
+    static constexpr std::size_t kNodeOverhead = 4 * sizeof(void*);
     // Counts one level of grammar recursion for as long as it lives.
     class NestingScope
     {
@@ -49,7 +83,7 @@ private:
     std::vector<ExprPtr> parseExpressionList();
     std::vector<ExprPtr> parseArguments();
     std::shared_ptr<FunctionExpr> parseFunctionBody(std::uint32_t line);
-    AssignTarget asAssignTarget(const ExprPtr& expr) const;
+    AssignTarget asAssignTarget(const ExprPtr& expr);
 
     StmtPtr parseIf();
     StmtPtr parseWhile();
@@ -68,10 +102,13 @@ private:
     ExprPtr parsePrimary();
     ExprPtr parseTableConstructor(const Token& brace);
 
-    std::vector<Token> tokens_;
+    Lexer lexer_;
+    std::deque<Token> window_; // tokens base_ .. base_ + size - 1 of the chunk
     std::string chunkName_;
+    std::size_t base_ = 0;
     std::size_t current_ = 0;
     std::size_t depth_ = 0;
+    HeapCharge charge_;
 };
 
 // Number literal conversion: hexadecimal wraps to 64 bits; a decimal beyond the 64-bit range

@@ -162,6 +162,37 @@ inline void creditBytes(std::size_t bytes) noexcept
     }
 }
 
+// Bytes charged for memory that is not a value but lives as long as something that holds this (a
+// chunk's syntax tree): returned when the holder goes. Movable, so the charge follows its holder.
+class HeapCharge
+{
+public:
+    HeapCharge() = default;
+    HeapCharge(HeapCharge&& other) noexcept : bytes_(other.bytes_) { other.bytes_ = 0; }
+    HeapCharge& operator=(HeapCharge&& other) noexcept
+    {
+        if (this != &other)
+        {
+            creditBytes(bytes_);
+            bytes_ = other.bytes_;
+            other.bytes_ = 0;
+        }
+        return *this;
+    }
+    ~HeapCharge() { creditBytes(bytes_); }
+
+    // Fails like an allocation when the bytes would breach the memory limit.
+    void add(std::size_t bytes)
+    {
+        chargeBytes(bytes);
+        bytes_ += bytes;
+    }
+    std::size_t bytes() const noexcept { return bytes_; }
+
+private:
+    std::size_t bytes_ = 0;
+};
+
 inline void* allocateCounted(std::size_t bytes)
 {
     chargeBytes(bytes);

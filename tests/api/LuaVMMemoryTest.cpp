@@ -43,6 +43,26 @@ TEST(MemoryLimitTest, EveryKindOfGrowthFailsTheRunAndPcallCannotCatchIt)
     EXPECT_EQ(outcome(vm, "local t = {} for i = 1, 1000 do t[i] = i end return #t"), "=1000");
 }
 
+TEST(MemoryLimitTest, TheSyntaxTreeOfAChunkCountsWhileItRuns)
+{
+    std::string statements;
+    std::string constructor = "local t = {";
+    for (int i = 0; i < 100000; ++i)
+    {
+        statements += "x = " + std::to_string(i) + " + y * 2\n";
+        constructor += std::to_string(i) + ", ";
+    }
+    constructor += "} return #t";
+    LuaVM vm;
+    vm.setMemoryLimit(4 * kMiB); // each chunk is under 2 MB of text, but its tree needs more than 4 MiB
+    EXPECT_EQ(outcome(vm, statements), "error: not enough memory");
+    EXPECT_EQ(outcome(vm, constructor), "error: not enough memory");
+    EXPECT_LT(vm.memoryInUse(), kMiB);
+    vm.setMemoryLimit(0);
+    EXPECT_EQ(outcome(vm, constructor), "=100000");
+    EXPECT_LT(vm.memoryInUse(), kMiB); // the tree's charge goes with the tree
+}
+
 TEST(MemoryLimitTest, GarbageCyclesAreCollectedBeforeTheyBreachTheLimit)
 {
     LuaVM vm;

@@ -378,6 +378,9 @@ TEST(ParserTest, EveryMessageAtItsToken)
         {"a, f() = 1", "t:1:8: invalid assignment target"},
         {"1 = 2", "t:1:3: invalid assignment target"},
         {"-x ^ 2", "t:1:4: unexpected character '^'"},
+        // A lexical error anywhere wins over an earlier syntax error, as if all were tokenized first.
+        {"x = = 1 y = 'open", "t:1:13: unterminated string literal"},
+        {"x = = 1\n;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;\ny = ~", "t:3:5: unexpected '~'"},
     };
     for (const auto& [source, message] : cases)
     {

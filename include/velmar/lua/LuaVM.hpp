@@ -105,7 +105,9 @@ public:
     // is stopped in its middle, at its call's line.
     void setStepLimit(std::uint64_t steps);
     // Bounds the memory held by the values this VM creates (strings, tables, functions, the scopes
-    // that closures keep), by the files its scripts hold open (a file open for writing is buffered
+    // that closures keep), by the syntax tree of the chunk being run (counted as it is built, so a
+    // chunk too large for the limit fails while it compiles; a function's tree that outlives the run
+    // that made it is no longer counted), by the files its scripts hold open (a file open for writing is buffered
     // whole; one open for reading is read whole), by the text that table.concat, string.format,
     // string.gsub and file reads build, and by the public copies of the values that print and host
     // functions receive while they run: a run that would need more fails with "not enough memory", as
