@@ -455,6 +455,17 @@ TEST_F(CliTest, TheMemoryLimitBoundsThePeakResidentSize)
         EXPECT_EQ(err, "not enough memory\n") << script;
         EXPECT_LE(peak, 2 * limitKiB + empty) << script;
     }
+    // A script whose syntax tree alone outgrows the limit fails while it compiles.
+    {
+        std::ofstream big("big.lua");
+        for (int i = 0; i < 100000; ++i)
+        {
+            big << "local a = " << i << " + b * (c or 3) .. 'text'\n";
+        }
+    }
+    const long peak = peakKiB({"--memory-limit", std::to_string(limitKiB * 1024), "big.lua"}, err);
+    EXPECT_EQ(err, "not enough memory\n");
+    EXPECT_LE(peak, 2 * limitKiB + empty);
 }
 
 // --confine DIR: the script named on the command line is read as usual, but what it opens is looked up
