@@ -360,6 +360,21 @@ TEST_F(CliTest, PromptFromAPipe)
 }
 
 // Ctrl-C at the prompt stops the running line, and the prompt reads the next one.
+// Whether the process has a handler for SIGINT, from the caught-signals mask in /proc.
+bool catchesInterrupt(pid_t pid)
+{
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    std::string line;
+    while (std::getline(status, line))
+    {
+        if (line.rfind("SigCgt:", 0) == 0)
+        {
+            return (std::stoull(line.substr(7), nullptr, 16) >> (SIGINT - 1)) & 1;
+        }
+    }
+    return false;
+}
+
 TEST_F(CliTest, InterruptStopsThePromptsRunningLineOnly)
 {
     int input[2];
@@ -378,6 +393,11 @@ TEST_F(CliTest, InterruptStopsThePromptsRunningLineOnly)
         ::_exit(127);
     }
     ::close(input[0]);
+    // A signal before the console installs its handler would end the process: wait until it catches one.
+    for (int attempt = 0; attempt < 500 && !catchesInterrupt(child); ++attempt)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
     const std::string endless = "while true do end\n";
     ASSERT_EQ(::write(input[1], endless.data(), endless.size()), static_cast<ssize_t>(endless.size()));
     // Interrupt until the line reports it: the first signal may come before the line has started.
