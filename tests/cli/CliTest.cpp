@@ -485,7 +485,9 @@ TEST_F(CliTest, TheMemoryLimitBoundsThePeakResidentSize)
     }
     const long peak = peakKiB({"--memory-limit", std::to_string(limitKiB * 1024), "big.lua"}, err);
     EXPECT_EQ(err, "not enough memory\n");
-    EXPECT_LE(peak, 2 * limitKiB + empty);
+#if !defined(__SANITIZE_ADDRESS__)
+    EXPECT_LE(peak, 2 * limitKiB + empty); // AddressSanitizer's redzones about double a tree's many small nodes
+#endif
 }
 
 // --confine DIR: the script named on the command line is read as usual, but what it opens is looked up
