@@ -25,7 +25,11 @@ echo '| program | desktop s | boot s (less start-up) | ratio | boot heap high-wa
 echo '|---|---:|---:|---:|---:|'
 for program in "$@"; do
     start=$(now); "$desktop" "$program" >"$work/desktop.out"; desktopTime=$(seconds "$start" "$(now)")
-    start=$(now); VELMAR_BOOT_REPORT=1 "$boot" "$program" >"$work/boot.out" 2>"$work/boot.err"
+    start=$(now)
+    if ! VELMAR_BOOT_REPORT=1 "$boot" "$program" >"$work/boot.out" 2>"$work/boot.err"; then
+        printf '| %s | %.3f | failed: %s | | |\n' "$(basename "$program" .lua)" "$desktopTime" "$(head -n 1 "$work/boot.err")"
+        continue
+    fi
     bootTime=$(seconds "$startup" "$(seconds "$start" "$(now)")")
     if ! cmp -s "$work/desktop.out" "$work/boot.out"; then
         echo "$program: the outputs differ" >&2

@@ -57,7 +57,8 @@ int hexValue(char c)
 }
 
 // The emulator joins its arguments with spaces, so the wrapper writes each one with every byte that
-// is not a plain printable one (space, '%' and ',' included) as %XX; this splits and decodes in place.
+// is not a plain printable one (space, '%' and ',' included) as %XX, and an empty one as a lone %; this
+// splits and decodes in place.
 int splitCommandLine(char* line, char** arguments, std::size_t room)
 {
     int count = 0;
@@ -89,6 +90,10 @@ int splitCommandLine(char* line, char** arguments, std::size_t room)
             }
         }
         const bool more = *in == ' ';
+        if (out - arguments[count - 1] == 1 && arguments[count - 1][0] == '%' && in - arguments[count - 1] == 1)
+        {
+            out = arguments[count - 1]; // a lone % is an empty argument
+        }
         *out = '\0';
         if (more)
         {

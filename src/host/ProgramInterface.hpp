@@ -31,17 +31,13 @@ bool programApiFieldReady(const zq_program_api* api, std::uint32_t offset) noexc
 // 32-bit code address at its boot offset.
 inline constexpr std::uintptr_t kBootProgramApiAddress = 0x6800;
 
-// The boot table's word at `offset`, read afresh at every use (the host may publish it at any time).
+// The boot table's word at `offset` (a multiple of 4 within the table), read afresh at every use: the
+// host may publish the table at any time. The processor is little-endian, as the layout is.
 inline std::uint32_t bootProgramApiWord(std::uint32_t offset) noexcept
 {
-    const volatile unsigned char* table = reinterpret_cast<const volatile unsigned char*>(kBootProgramApiAddress);
+    const volatile std::uint32_t* table = reinterpret_cast<const volatile std::uint32_t*>(kBootProgramApiAddress);
     asm("" : "+r"(table)); // a fixed address, not an object the compiler may reason about
-    std::uint32_t word = 0;
-    for (std::uint32_t i = 0; i < 4; ++i)
-    {
-        word |= std::uint32_t{table[offset + i]} << (8 * i); // little-endian, whatever the alignment
-    }
-    return word;
+    return table[offset / 4];
 }
 
 bool bootProgramApiFieldReady(std::uint32_t offset) noexcept;
