@@ -20,8 +20,9 @@ packages_for() {
         coverage) echo gcovr ;;
         # The benchmark comparison with the reference interpreter, and instruction counts.
         bench) echo lua5.4 valgrind ;;
-        # The freestanding 32-bit ARM image and the emulator that runs it (see boot/README.md).
-        boot) echo qemu-system-arm gcc-arm-none-eabi libstdc++-arm-none-eabi-picolibc picolibc-arm-none-eabi ;;
+        # The freestanding 32-bit Arm image, the emulator that runs it, and tmux for its terminal test
+        # (see boot/README.md).
+        boot) echo qemu-system-arm gcc-arm-none-eabi libstdc++-arm-none-eabi-picolibc picolibc-arm-none-eabi tmux ;;
         *) return 1 ;;
     esac
 }
