@@ -506,4 +506,9 @@ ReadEnd lastReadEnd()
     return gLastEnd;
 }
 
+bool inputIsTerminal()
+{
+    return ::isatty(0) != 0;
+}
+
 } // namespace velmar::cli

@@ -32,4 +32,7 @@ void setPromptReading(bool on);
 
 ReadEnd lastReadEnd();
 
+// True when standard input is a terminal (the prompt starts by itself then).
+bool inputIsTerminal();
+
 } // namespace velmar::cli

@@ -3,10 +3,9 @@
 #include "Prompt.hpp"
 
 #include "Console.hpp"
+#include "Scripts.hpp"
 
 #include <velmar/lua/HostInterface.hpp>
-
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
@@ -159,12 +158,6 @@ private:
     LuaVM& vm_;
     bool showNils_ = true;
 };
-
-bool isRegularFile(const char* path)
-{
-    struct stat info;
-    return ::stat(path, &info) == 0 && S_ISREG(info.st_mode);
-}
 
 } // namespace
 

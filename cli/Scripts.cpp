@@ -1,12 +1,5 @@
-// Script loading for the command line: files, standard input, '#' first lines, containers.
+// Script loading for the command line: '#' first lines, containers, and messages made safe to show.
 #include "Scripts.hpp"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 
 namespace velmar::cli
 {
@@ -14,33 +7,6 @@ namespace
 {
 
 constexpr std::string_view kContainerMagic = "VLBC";
-
-bool readAll(int fd, std::string& text)
-{
-    char bytes[65536];
-    for (;;)
-    {
-        const ssize_t got = ::read(fd, bytes, sizeof bytes);
-        if (got == 0)
-        {
-            return true;
-        }
-        if (got < 0)
-        {
-            if (errno == EINTR)
-            {
-                continue;
-            }
-            return false;
-        }
-        text.append(bytes, static_cast<std::size_t>(got));
-    }
-}
-
-std::string because(const std::string& what, int error)
-{
-    return what + " (" + std::strerror(error) + ")";
-}
 
 // Length of the UTF-8 sequence at the start of `text`, 0 when it is not a valid one.
 std::size_t utf8Length(std::string_view text)
@@ -68,41 +34,6 @@ std::size_t utf8Length(std::string_view text)
 }
 
 } // namespace
-
-bool readScriptFile(const std::string& path, std::string& text, std::string& error)
-{
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-    {
-        error = because("cannot open " + path, errno);
-        return false;
-    }
-    struct stat info;
-    if (::fstat(fd, &info) == 0 && S_ISDIR(info.st_mode))
-    {
-        ::close(fd);
-        error = because("cannot open " + path, EISDIR);
-        return false;
-    }
-    const bool ok = readAll(fd, text);
-    const int readError = errno;
-    ::close(fd);
-    if (!ok)
-    {
-        error = because("cannot read " + path, readError);
-    }
-    return ok;
-}
-
-bool readStandardInput(std::string& text, std::string& error)
-{
-    if (!readAll(0, text))
-    {
-        error = because("cannot read stdin", errno);
-        return false;
-    }
-    return true;
-}
 
 void skipCommentLine(std::string& text)
 {

@@ -1,4 +1,5 @@
-// Loading scripts the way the command line does, and showing messages safely.
+// Loading scripts the way the command line does, and showing messages safely. Reading files and
+// standard input is the platform's part (ScriptFiles.cpp on the desktop).
 #pragma once
 
 #include <velmar/lua/LuaVM.hpp>
@@ -15,6 +16,9 @@ bool readScriptFile(const std::string& path, std::string& text, std::string& err
 
 // Reads all of standard input; on failure `error` reads "cannot read stdin (reason)".
 bool readStandardInput(std::string& text, std::string& error);
+
+// True when `path` names a regular file.
+bool isRegularFile(const std::string& path);
 
 // Runs loaded bytes: a container file by its magic, otherwise source text after skipCommentLine, under
 // `chunkName`.

@@ -8,8 +8,6 @@
 #include <velmar/lua/HostInterface.hpp>
 #include <velmar/lua/LuaVM.hpp>
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <string>
 
@@ -59,7 +57,7 @@ int runInvocation(const Invocation& invocation, int argc, const char* const* arg
         }
     }
     const bool onlyOptions = !invocation.script && invocation.chunks.empty() && !invocation.showVersion;
-    const bool terminal = ::isatty(0) != 0;
+    const bool terminal = inputIsTerminal();
     RunOutcome outcome;
     if (invocation.script == "-" || (onlyOptions && !invocation.interactive && !terminal))
     {

@@ -20,19 +20,22 @@ packages_for() {
         coverage) echo gcovr ;;
         # The benchmark comparison with the reference interpreter, and instruction counts.
         bench) echo lua5.4 valgrind ;;
+        # The freestanding 32-bit Arm image, the emulator that runs it, and tmux for its terminal test
+        # (see boot/README.md).
+        boot) echo qemu-system-arm gcc-arm-none-eabi libstdc++-arm-none-eabi-picolibc picolibc-arm-none-eabi tmux ;;
         *) return 1 ;;
     esac
 }
 
 if [ $# -eq 0 ]; then
-    echo "usage: $0 STAGE... (stages: build test fuzz coverage bench)" >&2
+    echo "usage: $0 STAGE... (stages: build test fuzz coverage bench boot)" >&2
     exit 2
 fi
 
 wanted=()
 for stage in "$@"; do
     if ! list=$(packages_for "$stage"); then
-        echo "install-prerequisites: unknown stage '$stage' (stages: build test fuzz coverage bench)" >&2
+        echo "install-prerequisites: unknown stage '$stage' (stages: build test fuzz coverage bench boot)" >&2
         exit 2
     fi
     # shellcheck disable=SC2206

@@ -11,10 +11,14 @@ set(VELMAR_LUA_SUPPORT_SOURCES
 
 set(VELMAR_LUA_HOST_SOURCES
     ${VELMAR_LUA_SRC}/host/Console.cpp
-    ${VELMAR_LUA_SRC}/host/DesktopHost.cpp
     ${VELMAR_LUA_SRC}/host/FileLayer.cpp
     ${VELMAR_LUA_SRC}/host/FileStream.cpp
     ${VELMAR_LUA_SRC}/host/ProgramInterface.cpp
+)
+
+# The built-in desktop host table (standard streams, the file system, the C heap); not in the boot build.
+set(VELMAR_LUA_DESKTOP_SOURCES
+    ${VELMAR_LUA_SRC}/host/DesktopHost.cpp
 )
 
 set(VELMAR_LUA_FRONTEND_SOURCES

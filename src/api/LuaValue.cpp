@@ -7,6 +7,7 @@
 #include "support/Errors.hpp"
 #include "support/NumberFormat.hpp"
 #include "support/StackGuard.hpp"
+#include "support/Platform.hpp"
 
 #include <new>
 
@@ -95,7 +96,7 @@ struct ReleaseState
     std::vector<LuaValue>* pending = nullptr; // the outermost release's worklist
 };
 // Initial-exec: a plain thread-pointer access instead of a resolver call on every release.
-[[gnu::tls_model("initial-exec")]] constinit thread_local ReleaseState gRelease;
+ZQ_INITIAL_EXEC constinit ZQ_THREAD_LOCAL ReleaseState gRelease;
 
 } // namespace
 

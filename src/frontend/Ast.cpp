@@ -1,13 +1,14 @@
 // Syntax tree teardown: nodes are destroyed by a loop, never by recursion through their children.
 #include "frontend/Ast.hpp"
+#include "support/Platform.hpp"
 
 namespace velmar::lua
 {
 namespace
 {
 
-thread_local std::vector<std::shared_ptr<void>> gDoomedNodes;
-thread_local bool gReleasingNodes = false;
+ZQ_THREAD_LOCAL std::vector<std::shared_ptr<void>> gDoomedNodes;
+ZQ_THREAD_LOCAL bool gReleasingNodes = false;
 
 } // namespace
 

@@ -2,6 +2,7 @@
 #include <velmar/lua/HostInterface.hpp>
 
 #include "host/ProgramInterface.hpp"
+#include "support/Platform.hpp"
 
 #include <algorithm>
 #include <cstdint>
@@ -19,8 +20,8 @@ constexpr std::size_t kLineCapacity = 511;
 constexpr std::size_t kErrorTextCapacity = 320;
 
 // One line buffer per thread: interpreters running on separate threads never mix their partial lines.
-constinit thread_local char gLuaOutputLine[kLineCapacity + 1];
-constinit thread_local std::size_t gLuaOutputLineLength = 0;
+constinit ZQ_THREAD_LOCAL char gLuaOutputLine[kLineCapacity + 1];
+constinit ZQ_THREAD_LOCAL std::size_t gLuaOutputLineLength = 0;
 
 // Backspace, line feed and carriage return are the only bytes the console treats specially.
 constexpr std::uint32_t kControlMask = (1u << 8) | (1u << 10) | (1u << 13);

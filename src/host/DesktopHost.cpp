@@ -1,5 +1,6 @@
 // The desktop host table: console lines on standard output and input, whole files, the C heap.
 #include "host/DesktopHost.hpp"
+#include "host/ProgramInterface.hpp"
 
 #include <fcntl.h>
 #include <linux/openat2.h>
@@ -20,9 +21,6 @@
 
 namespace zq
 {
-
-thread_local std::size_t gDesktopReadAllowance = 0;
-thread_local bool gDesktopReadRefused = false;
 
 namespace
 {
@@ -160,9 +158,9 @@ int desktopStatFile(const char* name, zq_file_stat* record)
         return 0;
     }
     auto size = static_cast<std::size_t>(info.st_size);
-    if (gDesktopReadAllowance != 0 && size > gDesktopReadAllowance)
+    if (gHostReadAllowance != 0 && size > gHostReadAllowance)
     {
-        gDesktopReadRefused = true;
+        gHostReadRefused = true;
         ::close(fd);
         return 0;
     }

@@ -211,7 +211,7 @@ int consoleInputByte(zqfs_file* file)
             file->eof = true;
             return -1;
         }
-        file->lineLength = strnlen(file->line, kConsoleReadRoom);
+        file->lineLength = static_cast<std::size_t>(std::find(file->line, file->line + kConsoleReadRoom, '\0') - file->line);
         file->line[file->lineLength++] = '\n';
         file->lineIndex = 0;
     }

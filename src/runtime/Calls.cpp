@@ -1,12 +1,13 @@
 // Calls: script errors, environments, closures, and calling script and native functions.
 #include "runtime/Interpreter.hpp"
+#include "support/Platform.hpp"
 
 #include <type_traits>
 
 namespace velmar::lua
 {
 
-constinit thread_local std::int32_t gLuaProtectedDepth = 0;
+constinit ZQ_THREAD_LOCAL std::int32_t gLuaProtectedDepth = 0;
 
 void failRuntime(std::uint32_t line, std::string message)
 {

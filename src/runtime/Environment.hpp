@@ -76,7 +76,9 @@ private:
 
 // An environment is either shared-owned (heap, counted, capturable by closures, holding a counted
 // reference to its parent) or plain local (on the evaluator's stack for blocks that make no closures).
-class Environment : public Collectable
+// Aligned as a Value so that a shared environment's slots can follow it directly (a 32-bit processor
+// aligns 64-bit values to 8 bytes but pointers only to 4).
+class alignas(Value) Environment : public Collectable
 {
 public:
     // A plain local environment, its slots taken from `stack`.

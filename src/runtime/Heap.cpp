@@ -11,13 +11,14 @@
 #include "runtime/Function.hpp"
 #include "runtime/Iterator.hpp"
 #include "runtime/Table.hpp"
+#include "support/Platform.hpp"
 
 #include <algorithm>
 
 namespace velmar::lua
 {
 
-constinit thread_local ValueHeap* gCurrentHeap __attribute__((tls_model("initial-exec"))) = nullptr;
+constinit ZQ_THREAD_LOCAL ValueHeap* gCurrentHeap ZQ_INITIAL_EXEC = nullptr;
 
 namespace
 {

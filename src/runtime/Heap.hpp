@@ -3,6 +3,7 @@
 #pragma once
 
 #include "runtime/RefCounted.hpp"
+#include "support/Platform.hpp"
 
 #include <atomic>
 #include <cstddef>
@@ -17,7 +18,7 @@ class ValueHeap;
 // The heap of the VM whose work is in progress on this thread (set by every entry point of the
 // facade), or null: objects made outside any VM are neither counted nor collected. Initial-exec:
 // every allocation reads it, and the general model would cost a call per read.
-extern constinit thread_local ValueHeap* gCurrentHeap __attribute__((tls_model("initial-exec")));
+extern constinit ZQ_THREAD_LOCAL ValueHeap* gCurrentHeap ZQ_INITIAL_EXEC;
 
 // Counts `bytes` against the current heap; a run past its memory limit fails with std::bad_alloc,
 // exactly like a real allocation failure, so both report "not enough memory".

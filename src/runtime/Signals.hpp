@@ -3,6 +3,7 @@
 
 #include "runtime/MultiValue.hpp"
 #include "support/Errors.hpp"
+#include "support/Platform.hpp"
 
 #include <cstdint>
 #include <string>
@@ -56,7 +57,7 @@ struct ReturnSignal
 };
 
 // Number of protected calls in progress on this thread (interpreters on other threads have their own).
-extern constinit thread_local std::int32_t gLuaProtectedDepth;
+extern constinit ZQ_THREAD_LOCAL std::int32_t gLuaProtectedDepth;
 
 // The one way to raise a script error: RuntimeError, or ProtectedRuntimeError inside a pcall.
 [[noreturn]] void failRuntime(std::uint32_t line, std::string message);

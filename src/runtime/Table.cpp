@@ -1,5 +1,6 @@
 // Tables: key normalisation, the array/hash placement rule, the hash part and the cached length.
 #include "runtime/Table.hpp"
+#include "support/ExactMath.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -392,7 +393,7 @@ bool tryMakeKeyFromValue(const Value& value, TableKey& out)
         {
             return false;
         }
-        const double rounded = std::round(number);
+        const double rounded = zq::roundExact(number);
         if (rounded < -9223372036854775808.0 || rounded > 9223372036854775808.0 ||
             std::fabs(number - rounded) > kEpsilon)
         {

@@ -7,6 +7,8 @@
 #include "runtime/Table.hpp"
 #include "support/Errors.hpp"
 #include "support/NumberFormat.hpp"
+#include "support/Platform.hpp"
+#include "support/ExactMath.hpp"
 
 #include <cmath>
 #include <cstring>
@@ -88,8 +90,8 @@ namespace
 
 // Collectables whose count reached zero while another one was being destroyed, linked through
 // their own list fields: releasing a long chain is a loop, and never needs memory.
-[[gnu::tls_model("initial-exec")]] constinit thread_local Collectable* gDoomedObjects = nullptr;
-[[gnu::tls_model("initial-exec")]] constinit thread_local bool gDestroyingObjects = false;
+ZQ_INITIAL_EXEC constinit ZQ_THREAD_LOCAL Collectable* gDoomedObjects = nullptr;
+ZQ_INITIAL_EXEC constinit ZQ_THREAD_LOCAL bool gDestroyingObjects = false;
 
 void destroyNow(RefKind kind, RefObject* object) noexcept
 {
@@ -244,7 +246,7 @@ Value numericResult(double number)
 {
     if (std::isfinite(number))
     {
-        const double rounded = std::round(number);
+        const double rounded = zq::roundExact(number);
         if (rounded >= -9223372036854775808.0 && rounded <= 9223372036854775808.0 &&
             std::fabs(number - rounded) <= kEpsilon)
         {

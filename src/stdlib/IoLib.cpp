@@ -1,6 +1,6 @@
 // The io library: io.open and io.write, the two console streams, and the methods of file handles.
-#include "host/DesktopHost.hpp"
 #include "host/FileStream.hpp"
+#include "host/ProgramInterface.hpp"
 #include "runtime/NativeObject.hpp"
 #include "runtime/WorkMeter.hpp"
 #include "stdlib/Library.hpp"
@@ -101,14 +101,14 @@ MultiValue ioOpen(LuaVM& vm, ValueSpan args, unsigned line)
         // Under a memory limit the desktop host must not read a file larger than what is left.
         const ValueHeap* heap = gCurrentHeap;
         const bool limited = heap != nullptr && heap->limit() != 0 && heap->enforcing();
-        zq::gDesktopReadAllowance =
+        zq::gHostReadAllowance =
             limited ? std::max<std::size_t>(heap->limit() - std::min(heap->limit(), heap->bytesInUse()), 1) : 0;
-        zq::gDesktopReadRefused = false;
+        zq::gHostReadRefused = false;
         stream->open(path, flags);
-        zq::gDesktopReadAllowance = 0;
-        if (zq::gDesktopReadRefused)
+        zq::gHostReadAllowance = 0;
+        if (zq::gHostReadRefused)
         {
-            zq::gDesktopReadRefused = false;
+            zq::gHostReadRefused = false;
             throw std::bad_alloc();
         }
     }

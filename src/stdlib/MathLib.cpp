@@ -1,6 +1,7 @@
 // The math library: min, max and floor, with double results folded back to integers where exact.
 #include "runtime/WorkMeter.hpp"
 #include "stdlib/Library.hpp"
+#include "support/ExactMath.hpp"
 
 #include <cmath>
 
@@ -51,9 +52,9 @@ MultiValue mathFloor(LuaVM&, ValueSpan args, unsigned line)
     }
     if (args[0].isFloat() && std::fabs(args[0].number()) < kExact)
     {
-        return MultiValue(Value(static_cast<long long>(std::floor(args[0].number()))));
+        return MultiValue(Value(static_cast<long long>(zq::floorExact(args[0].number()))));
     }
-    return MultiValue(numericResult(std::floor(Impl::requireNumber("math.floor", args, 0, line))));
+    return MultiValue(numericResult(zq::floorExact(Impl::requireNumber("math.floor", args, 0, line))));
 }
 
 } // namespace

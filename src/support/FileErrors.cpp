@@ -1,9 +1,10 @@
 // Error codes of the file layer and their texts.
 #include "support/FileErrors.hpp"
+#include "support/Platform.hpp"
 
 namespace
 {
-thread_local int gFileErrorCode = 0;
+ZQ_THREAD_LOCAL int gFileErrorCode = 0;
 }
 
 int* zq_errno_location(void)

@@ -1,5 +1,6 @@
 // Number to text: the fixed six-decimal form for doubles and plain decimal for integers.
 #include "support/NumberFormat.hpp"
+#include "support/ExactMath.hpp"
 
 #include <cmath>
 #include <cstdint>
@@ -68,7 +69,7 @@ void append_number(std::string& out, double value)
         fraction = 0.0; // beyond the 64-bit range the integer part saturated and no fraction is left
     }
     // One fused multiply-add, so the rounding of the sixth decimal matches the reference formatting.
-    double scaled = std::floor(std::fma(fraction, 1000000.0, 0.5));
+    double scaled = zq::floorExact(std::fma(fraction, 1000000.0, 0.5));
     long long decimals = scaled < 0 ? 0 : static_cast<long long>(scaled);
     if (decimals > 999999)
     {

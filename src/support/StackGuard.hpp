@@ -1,11 +1,12 @@
 // Guards recursion by real stack use, so deep scripts fail cleanly on any thread's stack size.
 #pragma once
+#include "support/Platform.hpp"
 
 namespace zq
 {
 
 // Lowest frame address the current thread may reach before recursive work must stop; null until measured.
-extern constinit thread_local const char* gStackLimit;
+extern constinit ZQ_THREAD_LOCAL const char* gStackLimit;
 
 // Measures the current thread's stack once and sets gStackLimit, keeping a safety margin below it.
 void initStackLimit();

@@ -3,6 +3,8 @@
 
 #include "host/ProgramInterface.hpp"
 
+#include <new>
+
 namespace zq
 {
 
@@ -45,3 +47,51 @@ long long clock() noexcept
 }
 
 } // namespace zq
+
+#if defined(VELMAR_LUA_BOOT)
+// In the boot image all object memory comes from the host table's slots. An allocation the host
+// refuses raises std::bad_alloc, which a run reports as "not enough memory" (the image must not stop).
+void* operator new(std::size_t size)
+{
+    if (void* memory = zq::malloc(size != 0 ? size : 1))
+    {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+
+void* operator new[](std::size_t size)
+{
+    return ::operator new(size);
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return zq::malloc(size != 0 ? size : 1);
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
+{
+    return zq::malloc(size != 0 ? size : 1);
+}
+
+void operator delete(void* address) noexcept
+{
+    zq::free(address);
+}
+
+void operator delete[](void* address) noexcept
+{
+    zq::free(address);
+}
+
+void operator delete(void* address, std::size_t) noexcept
+{
+    zq::free(address);
+}
+
+void operator delete[](void* address, std::size_t) noexcept
+{
+    zq::free(address);
+}
+#endif

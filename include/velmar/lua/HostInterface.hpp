@@ -11,11 +11,13 @@ extern "C"
 {
 
 // What a stat reports about a whole file: the address of its bytes and their count. For an empty file
-// `data` may be null.
+// `data` may be null. On a 32-bit processor this is the boot layout's 12-byte record; the library zeroes
+// `reserved` before the call and never reads it.
 struct zq_file_stat
 {
     const void* data;
     std::size_t size;
+    std::uint32_t reserved;
 };
 
 // The host's service table. A slot is used only when the table is valid (magic "ZQAP", non-zero `live`,
@@ -68,19 +70,22 @@ enum zq_program_api_offset : std::uint32_t
 };
 
 // Installs `api` as the process-wide host table and returns the previous one; null restores the
-// built-in desktop table. The library reads the table at every use, so it may change at any time, but
+// built-in desktop table (in the boot build: the boot environment's table at address 0x6800, read in
+// the boot layout, which is also what a null return means there). The library reads the table at
+// every use, so it may change at any time, but
 // memory handed out by one table's allocator must not be released through another's.
 VELMAR_LUA_API const zq_program_api* zq_set_program_api(const zq_program_api* api);
 
 // The built-in desktop table: standard output and input, files relative to the current directory, the
-// C heap. Copy it to override single slots.
+// C heap. Copy it to override single slots. Null in the boot build, which has none.
 VELMAR_LUA_API const zq_program_api* zq_desktop_program_api(void);
 
 // Confines the built-in desktop table's files to the directory `root`: names are then resolved beneath
 // it, and a name that is absolute, climbs out of it with "..", or leads out of it through a symbolic
 // link does not exist (a stat finds nothing, a write or a delete fails); the kernel resolves the names,
 // so no spelling escapes. With `read_only`, every write and delete fails as well. A null `root` lifts
-// the confinement. False, with nothing changed, when `root` is not a directory that can be opened.
+// the confinement. False, with nothing changed, when `root` is not a directory that can be opened, and
+// always in the boot build.
 // Process-wide, like the table; the desktop table must be the installed one (or its slots copied).
 VELMAR_LUA_API bool zq_desktop_confine_files(const char* root, bool read_only);
 

@@ -1,0 +1,86 @@
+// Script files and standard input as the desktop reads them, through the operating system.
+#include "Scripts.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace velmar::cli
+{
+namespace
+{
+
+bool readAll(int fd, std::string& text)
+{
+    char bytes[65536];
+    for (;;)
+    {
+        const ssize_t got = ::read(fd, bytes, sizeof bytes);
+        if (got == 0)
+        {
+            return true;
+        }
+        if (got < 0)
+        {
+            if (errno == EINTR)
+            {
+                continue;
+            }
+            return false;
+        }
+        text.append(bytes, static_cast<std::size_t>(got));
+    }
+}
+
+std::string because(const std::string& what, int error)
+{
+    return what + " (" + std::strerror(error) + ")";
+}
+
+} // namespace
+
+bool readScriptFile(const std::string& path, std::string& text, std::string& error)
+{
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+    {
+        error = because("cannot open " + path, errno);
+        return false;
+    }
+    struct stat info;
+    if (::fstat(fd, &info) == 0 && S_ISDIR(info.st_mode))
+    {
+        ::close(fd);
+        error = because("cannot open " + path, EISDIR);
+        return false;
+    }
+    const bool ok = readAll(fd, text);
+    const int readError = errno;
+    ::close(fd);
+    if (!ok)
+    {
+        error = because("cannot read " + path, readError);
+    }
+    return ok;
+}
+
+bool readStandardInput(std::string& text, std::string& error)
+{
+    if (!readAll(0, text))
+    {
+        error = because("cannot read stdin", errno);
+        return false;
+    }
+    return true;
+}
+
+bool isRegularFile(const std::string& path)
+{
+    struct stat info;
+    return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+} // namespace velmar::cli
