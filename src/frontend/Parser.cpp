@@ -43,7 +43,8 @@ double convertNumberLiteral(const std::string& text)
 }
 
 Parser::Parser(std::vector<Token> tokens, std::string chunkName)
-    : tokens_(std::move(tokens)), chunkName_(std::move(chunkName))
+    : tokens_(std::move(tokens)), chunkName_(std::move(chunkName)),
+      sharedChunkName_(std::make_shared<const std::string>(chunkName_))
 {
     if (tokens_.empty() || tokens_.back().kind != TokenKind::EndOfFile)
     {
@@ -173,6 +174,7 @@ std::shared_ptr<FunctionExpr> Parser::parseFunctionBody(std::uint32_t line)
 {
     NestingScope nesting(*this);
     auto function = std::make_shared<FunctionExpr>(line);
+    function->chunkName = sharedChunkName_;
     consume(TokenKind::LeftParen, "expected '(' after function name");
     if (!check(TokenKind::RightParen))
     {

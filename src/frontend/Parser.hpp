@@ -70,6 +70,7 @@ private:
 
     std::vector<Token> tokens_;
     std::string chunkName_;
+    std::shared_ptr<const std::string> sharedChunkName_; // one copy for every function of the chunk
     std::size_t current_ = 0;
     std::size_t depth_ = 0;
 };

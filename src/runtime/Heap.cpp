@@ -10,6 +10,7 @@
 
 #include "runtime/Function.hpp"
 #include "runtime/Iterator.hpp"
+#include "runtime/NativeObject.hpp"
 #include "runtime/Table.hpp"
 
 #include <algorithm>
@@ -45,6 +46,7 @@ template <typename Visit> [[gnu::always_inline]] inline void visitValue(const Va
     case ValueKind::Table: visit(static_cast<Collectable*>(value.table())); return;
     case ValueKind::Function: visit(static_cast<Collectable*>(value.function())); return;
     case ValueKind::Iterator: visit(static_cast<Collectable*>(value.iterator())); return;
+    case ValueKind::UserData: visit(static_cast<Collectable*>(value.userData())); return;
     default: return;
     }
 }
@@ -102,8 +104,17 @@ template <typename Visit> [[gnu::always_inline]] inline void forEachChild(Collec
         }
         return;
     }
-    case RefKind::String:
-    case RefKind::UserData: return;
+    case RefKind::UserData:
+        // A host object's fields; its methods are native functions, opaque like every native's captures.
+        if (static_cast<NativeObject*>(object)->kind == NativeObject::Kind::Host)
+        {
+            if (Table* fields = static_cast<LuaObjectHandle*>(object)->fields.get())
+            {
+                visit(static_cast<Collectable*>(fields));
+            }
+        }
+        return;
+    case RefKind::String: return;
     }
 }
 
@@ -143,14 +154,20 @@ void dropContents(Collectable* object) noexcept
         iterator->listEnds.clear();
         return;
     }
-    case RefKind::String:
-    case RefKind::UserData: return;
+    case RefKind::UserData:
+        if (static_cast<NativeObject*>(object)->kind == NativeObject::Kind::Host)
+        {
+            Ref<Table> fields = std::move(static_cast<LuaObjectHandle*>(object)->fields);
+        }
+        return;
+    case RefKind::String: return;
     }
 }
 
 } // namespace
 
-ValueHeap::ValueHeap(std::atomic<std::uint8_t>& attention) noexcept : attention_(attention)
+ValueHeap::ValueHeap(std::atomic<std::uint8_t>& attention)
+    : anchor_(std::make_shared<HeapAnchor>(HeapAnchor{this})), attention_(attention)
 {
     sentinel_.prev_ = sentinel_.next_ = &sentinel_;
     scheduleAfter(0);
@@ -158,6 +175,7 @@ ValueHeap::ValueHeap(std::atomic<std::uint8_t>& attention) noexcept : attention_
 
 ValueHeap::~ValueHeap()
 {
+    anchor_->heap = nullptr; // values still held by the host now free into no heap at all
     // Objects that outlive their VM (held where the collector cannot see) leave the list, so that
     // freeing them later touches nothing of this heap.
     while (sentinel_.next_ != &sentinel_)
