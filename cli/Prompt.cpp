@@ -74,7 +74,8 @@ public:
             return outcome.exitStatus;
         }
         std::string openError;
-        const std::string open = "return " + source;
+        // Unfinished as the arguments of a call? A local callee leaves no global behind.
+        const std::string open = "local show show(" + source;
         if (!final && (endsBeforeChunk(source, statementError, kChunkName) ||
                        (!compiles(open, &openError) && endsBeforeChunk(open, openError, kChunkName))))
         {

@@ -345,7 +345,7 @@ TEST_F(CliTest, PromptFromAPipe)
         {"local n = 1\nn\n", "> > nil\n> \n", "", 0}, // each chunk has its own locals
         {"print(dofile('lib.lua'), libValue + 1)\n", "> loaded\t42\n> \n", "", 0},
         {"dofile('bad.lua')\nprint('on')\n", "> > on\n> \n", "stdin:1: dofile: bad.lua:1: in lib\n", 0},
-        {"1;\n", "> > \n", "stdin:1:1: unexpected symbol\n", 0},
+        {"1;\n", "> > \n", "stdin:1:2: expected function call\n", 0},
         {"exit\nprint('after exit')\n", "> ", "", 0},
         {"  exit  \n", "> ", "", 0},
         {"os.exit(5)\nprint('no')\n", "> ", "", 5},
