@@ -72,13 +72,22 @@ void LuaObjectHandle::adoptIntoCurrentHeap()
     }
 }
 
-Value hostObjectField(const LuaObjectHandle* object, const LuaString& key)
+Value hostObjectField(const LuaObjectHandle* object, const Value& key, std::uint32_t line)
 {
-    if (Value field = tableGetString(object->fields.get(), key); !field.isNil())
+    if (key.isString())
     {
-        return field;
+        if (Value field = tableGetString(object->fields.get(), *key.string()); !field.isNil())
+        {
+            return field;
+        }
+        return tableGetString(object->methods.get(), *key.string());
     }
-    return tableGetString(object->methods.get(), key);
+    TableKey tableKey;
+    if (!tryMakeKeyFromValue(key, tableKey))
+    {
+        failRuntime(line, "table index must be a number, string, or boolean");
+    }
+    return tableGetByKey(object->fields.get(), tableKey);
 }
 
 void ReleaseObject::operator()(LuaObjectHandle* object) const noexcept

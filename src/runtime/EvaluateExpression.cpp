@@ -656,13 +656,13 @@ Value LuaVM::Impl::indexValue(const Value& object, const Value& key, std::uint32
         failRuntime(line, "string indexing only supports library methods");
     }
     case ValueKind::UserData:
+        if (object.userData()->kind == NativeObject::Kind::Host)
+        {
+            return hostObjectField(static_cast<LuaObjectHandle*>(object.userData()), key, line);
+        }
         if (!key.isString())
         {
             failRuntime(line, "userdata fields must be strings");
-        }
-        if (object.userData()->kind == NativeObject::Kind::Host)
-        {
-            return hostObjectField(static_cast<LuaObjectHandle*>(object.userData()), *key.string());
         }
         return nativeObjectField(*this, object.userData(), key, line);
     case ValueKind::Table:

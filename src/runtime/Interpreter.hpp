@@ -253,7 +253,8 @@ constexpr const char* kMovedFromMessage = "this interpreter was moved from";
 
 // Field lookup on a userdata value: the methods of files and streams (io library).
 Value nativeObjectField(LuaVM::Impl& vm, NativeObject* object, const Value& key, std::uint32_t line);
-// Field lookup on a host object: a field a script stored on it, else one of its methods, else nil.
-Value hostObjectField(const LuaObjectHandle* object, const LuaString& key);
+// Field lookup on a host object: a field a script stored on it (under any key a table takes), else one of
+// its methods, else nil.
+Value hostObjectField(const LuaObjectHandle* object, const Value& key, std::uint32_t line);
 
 } // namespace velmar::lua

@@ -293,8 +293,9 @@ TEST(HostObjects, MethodsTypeTextAndIdentity)
     vm.bindFunction("same", [](LuaVM&, const Args& args) { return args.at(0); });
     const LuaResult result = vm.runScriptString("counter:add(2):add(3)\n"
                                                 "counter.label = 'clicks'\n"
+                                                "counter[1] = 'first'\n"
                                                 "return counter:get(), type(counter), tostring(counter),\n"
-                                                "  same(counter) == counter, counter.label, counter.missing",
+                                                "  same(counter) == counter, counter.label, counter.missing, counter[1]",
                                                 "objects.lua");
     ASSERT_TRUE(result.success) << result.error;
     EXPECT_EQ(counter->total, 5);
@@ -302,7 +303,7 @@ TEST(HostObjects, MethodsTypeTextAndIdentity)
     EXPECT_EQ(result.values[1].asString(), "userdata");
     EXPECT_TRUE(std::regex_match(result.values[2].asString(), std::regex("Counter: 0x[0-9a-f]+")));
     EXPECT_EQ(object.toString(), result.values[2].asString());
-    EXPECT_EQ(texts({result.values.begin() + 3, result.values.end()}), "true clicks nil");
+    EXPECT_EQ(texts({result.values.begin() + 3, result.values.end()}), "true clicks nil first");
 
     LuaValue back;
     ASSERT_TRUE(vm.getGlobal("counter", back));

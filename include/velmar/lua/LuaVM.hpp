@@ -2,6 +2,7 @@
 #pragma once
 
 #include "velmar/lua/Export.hpp"
+#include "velmar/lua/HostInterface.hpp" // the console (writeVelmarBootText) and the host table
 #include "velmar/lua/LuaError.hpp"
 #include "velmar/lua/LuaValue.hpp"
 
@@ -128,6 +129,7 @@ public:
     }
     LuaResult call(const LuaValue& function, const std::vector<LuaValue>& args = {});
 
+    // The same as value.toString().
     static std::string valueToString(const LuaValue& value);
 
     // Bounds every later run: one that executes more than `steps` statements, calls and loop
@@ -177,16 +179,13 @@ private:
     std::unique_ptr<Impl> impl_;
 };
 
-// Free forms of the members of the same meaning, kept for existing hosts; prefer the members.
+// Free forms of the members of the same meaning (vm.runScriptString, ...), kept for existing hosts;
+// prefer the members.
 VELMAR_LUA_API LuaResult runLuaScriptString(LuaVM& vm, const std::string& source, const std::string& chunkName);
 VELMAR_LUA_API LuaResult runLuaScriptFile(LuaVM& vm, const std::string& path);
 VELMAR_LUA_API LuaResult runLuaBytecode(LuaVM& vm, const LuaBytecode& bytecode);
 VELMAR_LUA_API LuaResult runLuaBytecodeFile(LuaVM& vm, const std::string& path);
 VELMAR_LUA_API LuaResult runLuaScriptFromBytecodeFile(LuaVM& vm, const std::string& path);
 VELMAR_LUA_API void bindCppFunctionToLuaVM(LuaVM& vm, const std::string& name, NativeFunction fn);
-
-// Writes text to the console that print and io.write use (complete lines reach the host).
-VELMAR_LUA_API void writeVelmarBootText(const std::string& text);
-VELMAR_LUA_API void writeVelmarBootText(const char* text);
 
 } // namespace velmar::lua
