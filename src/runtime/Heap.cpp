@@ -41,13 +41,9 @@ enum Mark : std::uint8_t
 
 template <typename Visit> [[gnu::always_inline]] inline void visitValue(const Value& value, Visit& visit)
 {
-    switch (value.kind())
+    if (value.isCollectable())
     {
-    case ValueKind::Table: visit(static_cast<Collectable*>(value.table())); return;
-    case ValueKind::Function: visit(static_cast<Collectable*>(value.function())); return;
-    case ValueKind::Iterator: visit(static_cast<Collectable*>(value.iterator())); return;
-    case ValueKind::UserData: visit(static_cast<Collectable*>(value.userData())); return;
-    default: return;
+        visit(value.collectable());
     }
 }
 
