@@ -39,11 +39,15 @@ enum Mark : std::uint8_t
     kTentative = 2, // not yet seen reachable; waits on the tentative list
 };
 
+// Every kind from Table on (tables, functions, userdata, iterators) is a collectable: one comparison.
+static_assert(ValueKind::Iterator > ValueKind::UserData && ValueKind::UserData > ValueKind::Function &&
+              ValueKind::Function > ValueKind::Table && ValueKind::Table > ValueKind::String);
+
 template <typename Visit> [[gnu::always_inline]] inline void visitValue(const Value& value, Visit& visit)
 {
-    if (value.isCollectable())
+    if (value.kind() >= ValueKind::Table)
     {
-        visit(value.collectable());
+        visit(static_cast<Collectable*>(static_cast<RefObject*>(const_cast<void*>(value.objectAddress()))));
     }
 }
 

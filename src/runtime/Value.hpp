@@ -125,9 +125,6 @@ public:
     NativeObject* userData() const noexcept;
     IteratorState* iterator() const noexcept;
     const void* objectAddress() const noexcept { return bits_.object; }
-    // Tables, functions, userdata and iterators (every kind from Table on) are collectables.
-    bool isCollectable() const noexcept { return kind_ >= ValueKind::Table; }
-    Collectable* collectable() const noexcept { return static_cast<Collectable*>(bits_.object); }
 
     // The text that tostring and concatenation show.
     std::string toString() const;
