@@ -24,8 +24,6 @@ using velmar::lua::LuaVM;
 constexpr const char* kChunkName = "stdin";
 // Typed or pasted lines up to this size are taken whole.
 constexpr std::size_t kLineCapacity = 1 << 16;
-// The host function that shows the values of an expression typed at the prompt.
-constexpr const char* kShowFunction = "__velmar_prompt_show";
 
 bool isIdentifierByte(char c)
 {
@@ -45,13 +43,7 @@ std::string trimmed(const std::string& text)
 class Prompt
 {
 public:
-    explicit Prompt(Session& session) : session_(session), vm_(session.vm())
-    {
-        vm_.bindFunction(kShowFunction, [this](LuaVM&, const std::vector<LuaValue>& values) -> LuaValue {
-            show(values);
-            return {};
-        });
-    }
+    explicit Prompt(Session& session) : session_(session), vm_(session.vm()) {}
 
     // Runs the chunk typed so far, unless it is unfinished and more may follow. Returns the exit status
     // when the chunk ended the program.
@@ -59,14 +51,14 @@ public:
     {
         needMore = false;
         const std::string afterReturn = returnedList(source);
-        if (!afterReturn.empty() && compiles(wrapped(afterReturn)))
+        if (!afterReturn.empty() && isExpressionList(afterReturn))
         {
             showNils_ = true; // return nil shows nil
             return runWrapped(afterReturn);
         }
         std::string statementError;
         const bool statement = compiles(source, &statementError);
-        if (compiles(wrapped(source)))
+        if (isExpressionList(source))
         {
             showNils_ = !statement; // a call that gives only nils (print) shows nothing
             return runWrapped(source);
@@ -81,7 +73,8 @@ public:
             return outcome.exitStatus;
         }
         std::string openError;
-        const std::string open = std::string(kShowFunction) + "(" + source;
+        // Unfinished as the arguments of a call? A local callee leaves no global behind.
+        const std::string open = "local show show(" + source;
         if (!final && (endsBeforeChunk(source, statementError, kChunkName) ||
                        (!compiles(open, &openError) && endsBeforeChunk(open, openError, kChunkName))))
         {
@@ -106,10 +99,17 @@ private:
         return source.substr(start + 6);
     }
 
-    // The line feed keeps a trailing line comment from swallowing the parenthesis.
+    // The chunk that returns the values of an expression list (the line feed ends a trailing comment).
     static std::string wrapped(const std::string& expressions)
     {
-        return std::string(kShowFunction) + "(" + expressions + "\n)";
+        return "return " + expressions + "\n";
+    }
+
+    // Whether the text is an expression list alone: a return statement would also take a trailing ';'.
+    bool isExpressionList(const std::string& text)
+    {
+        const std::size_t last = text.find_last_not_of(" \t\r\n");
+        return (last == std::string::npos || text[last] != ';') && compiles(wrapped(text));
     }
 
     bool compiles(const std::string& source, std::string* error = nullptr)
@@ -131,7 +131,12 @@ private:
 
     std::optional<int> runWrapped(const std::string& expressions)
     {
-        return session_.run([&] { return vm_.runScriptString(wrapped(expressions), kChunkName); }).exitStatus;
+        const RunOutcome outcome = session_.run([&] { return vm_.runScriptString(wrapped(expressions), kChunkName); });
+        if (!outcome.failed && !outcome.exitStatus)
+        {
+            show(outcome.result.values);
+        }
+        return outcome.exitStatus;
     }
 
     // As print writes them: tab-separated, one line.

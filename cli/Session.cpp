@@ -18,13 +18,8 @@ using velmar::lua::LuaResult;
 using velmar::lua::LuaValue;
 using velmar::lua::LuaVM;
 
-// Both travel through the runs that enclose a dofile as exceptions outside the library's family, so no
-// pcall stops them: a failed dofile ends the run that called it, as os.exit inside it ends the program.
-struct DofileFailure
-{
-    std::string message;
-};
-
+// os.exit inside a dofile travels through the runs that enclose it as an exception outside the
+// library's family, so no pcall stops it: it ends the program.
 struct ExitRequest
 {
     int status;
@@ -56,21 +51,22 @@ Session::Session(const Invocation& invocation, int argc, const char* const* argv
         arg.insert_or_assign(std::to_string(i - script), LuaValue(argv[i]));
     }
     vm_.setGlobal("arg", LuaValue(std::move(arg)));
-    vm_.bindFunction("dofile", [](LuaVM& vm, const std::vector<LuaValue>& args) -> LuaValue {
+    // A failed script is an ordinary error of the calling run ("dofile: message"), which pcall catches.
+    vm_.bindFunction("dofile", [](LuaVM& vm, const std::vector<LuaValue>& args) -> std::vector<LuaValue> {
         if (args.empty() || args[0].type() != LuaValue::Type::String)
         {
-            throw DofileFailure{"dofile expects a string argument"};
+            throw velmar::lua::LuaError("expects a string argument");
         }
         LuaResult result = loadAndRun(vm, args[0].asString());
         if (!result.success)
         {
-            throw DofileFailure{result.error};
+            throw velmar::lua::LuaError(result.error);
         }
         if (result.hasExitCode)
         {
             throw ExitRequest{result.exitCode};
         }
-        return result.value;
+        return std::move(result.values);
     });
 }
 
@@ -81,11 +77,6 @@ RunOutcome Session::run(const std::function<LuaResult()>& body)
     try
     {
         outcome.result = body();
-    }
-    catch (const DofileFailure& failure)
-    {
-        outcome.result = LuaResult{};
-        outcome.result.error = failure.message;
     }
     catch (const ExitRequest& request)
     {

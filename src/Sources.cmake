@@ -56,6 +56,7 @@ set(VELMAR_LUA_STDLIB_SOURCES
 set(VELMAR_LUA_API_SOURCES
     ${VELMAR_LUA_SRC}/api/Bridge.cpp
     ${VELMAR_LUA_SRC}/api/Bytecode.cpp
+    ${VELMAR_LUA_SRC}/api/HostObjects.cpp
     ${VELMAR_LUA_SRC}/api/LuaValue.cpp
     ${VELMAR_LUA_SRC}/api/LuaVM.cpp
 )

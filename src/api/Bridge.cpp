@@ -1,6 +1,7 @@
 // Value bridging between the public LuaValue and the interpreter's Value, both ways.
 #include "api/PublicText.hpp"
 #include "runtime/Interpreter.hpp"
+#include "runtime/NativeObject.hpp"
 #include "support/StackGuard.hpp"
 
 #include <cerrno>
@@ -37,13 +38,20 @@ bool parseIntegerKey(const std::string& text, std::int64_t& out)
     return true;
 }
 
-void releaseSharedHandle(LuaFunctionHandle* handle) noexcept
+// Releases a public function value. The handle's memory (and whatever its closure holds) was counted by
+// the VM that handed it out, which is current while it goes, unless that VM is gone.
+struct ReleaseFunction
 {
-    if (--handle->refCount == 0)
+    std::shared_ptr<HeapAnchor> anchor;
+    void operator()(LuaFunctionHandle* handle) const noexcept
     {
-        LuaFunctionHandle::destroy(handle);
+        HeapScope scope(anchor.get());
+        if (--handle->refCount == 0)
+        {
+            LuaFunctionHandle::destroy(handle);
+        }
     }
-}
+};
 
 std::string keyText(const TableKey& key)
 {
@@ -97,6 +105,12 @@ Value LuaVM::Impl::publicToValue(const LuaValue& value) const
             return Value(emptyFunction); // a host's empty handle: a function that cannot be called
         }
         return Value(Ref<LuaFunctionHandle>(value.asFunction().get()));
+    case LuaValue::Type::Object:
+    {
+        LuaObjectHandle* object = value.asObject().get();
+        object->adoptIntoCurrentHeap();
+        return Value(Ref<NativeObject>(object));
+    }
     }
     return Value();
 }
@@ -139,7 +153,7 @@ LuaValue LuaVM::Impl::valueToPublic(const Value& value, BridgeMeter* meter) cons
             return LuaValue(std::shared_ptr<LuaFunctionHandle>());
         }
         ++handle->refCount; // the public pointer shares the interpreter's own handle
-        return LuaValue(std::shared_ptr<LuaFunctionHandle>(handle, releaseSharedHandle));
+        return LuaValue(std::shared_ptr<LuaFunctionHandle>(handle, ReleaseFunction{heap.anchor()}));
     }
     case ValueKind::Table:
     {
@@ -186,6 +200,11 @@ LuaValue LuaVM::Impl::valueToPublic(const Value& value, BridgeMeter* meter) cons
         return LuaValue(std::move(map));
     }
     case ValueKind::UserData:
+        if (value.userData()->kind == NativeObject::Kind::Host)
+        {
+            return LuaValue(publicObject(static_cast<LuaObjectHandle*>(value.userData())));
+        }
+        throw zq::runtime_error("value cannot be bridged out of VelmarLua");
     case ValueKind::Iterator: throw zq::runtime_error("value cannot be bridged out of VelmarLua");
     }
     throw zq::runtime_error("unsupported VelmarLua value");

@@ -5,17 +5,50 @@
 #include "runtime/Interpreter.hpp"
 #include "support/StackGuard.hpp"
 
+#include <mutex>
 #include <new>
+#include <unordered_set>
 
 namespace velmar::lua
 {
 
 namespace
 {
+
 std::atomic<std::uint64_t> gInterpreterSerials{0};
+
+// The serials of the interpreters that exist, so that a function outliving its own can say so. Made on
+// first use: a host may create an interpreter during its static initialisation.
+struct LiveInterpreters
+{
+    std::mutex mutex;
+    std::unordered_set<std::uint64_t> serials;
+};
+LiveInterpreters& liveInterpreters()
+{
+    static LiveInterpreters* live = new LiveInterpreters; // never destroyed: VMs may die at exit
+    return *live;
 }
 
-LuaVM::Impl::Impl(LuaVM* owner) : owner(owner), serial(gInterpreterSerials.fetch_add(1) + 1)
+std::uint64_t registerInterpreter()
+{
+    const std::uint64_t serial = gInterpreterSerials.fetch_add(1) + 1;
+    LiveInterpreters& live = liveInterpreters();
+    const std::lock_guard<std::mutex> lock(live.mutex);
+    live.serials.insert(serial);
+    return serial;
+}
+
+} // namespace
+
+bool interpreterExists(std::uint64_t serial)
+{
+    LiveInterpreters& live = liveInterpreters();
+    const std::lock_guard<std::mutex> lock(live.mutex);
+    return live.serials.count(serial) != 0;
+}
+
+LuaVM::Impl::Impl(LuaVM* owner) : owner(owner), serial(registerInterpreter())
 {
     HeapScope scope(heap);
     emptyFunction = makeNativeFunction("", [](LuaVM&, ValueSpan, unsigned line) -> MultiValue {
@@ -35,6 +68,9 @@ LuaVM::Impl::~Impl()
     pendingReturn.clear();
     emptyFunction = Ref<LuaFunctionHandle>();
     heap.collect(); // what only cycles still hold goes with the VM
+    LiveInterpreters& live = liveInterpreters();
+    const std::lock_guard<std::mutex> lock(live.mutex);
+    live.serials.erase(serial);
 }
 
 ParsedChunk LuaVM::Impl::parseScript(std::string_view source, const std::string& chunkName)
@@ -44,7 +80,11 @@ ParsedChunk LuaVM::Impl::parseScript(std::string_view source, const std::string&
     return chunk;
 }
 
-LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::string& chunkName)
+// Everything a run and a host's call share: the limits, the nesting of runs started by host functions,
+// and the sorting of every way a run can end into a LuaResult. `chunkName` names script errors; with
+// `hostCall`, an error at line 0 (the host's own call) and one without a chunk carry no position.
+template <typename Body>
+LuaResult LuaVM::Impl::runGuarded(const std::string* const& chunkName, bool hostCall, Body&& body)
 {
     HeapScope heapScope(heap);
     struct Enforcing
@@ -76,31 +116,15 @@ LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::str
         }
     } runFlag{*this, nested};
     running = true;
+    const auto failure = [&](std::uint32_t line, bool hasLine, const std::string& message) {
+        LuaResult result;
+        const bool positioned = chunkName != nullptr && hasLine && !(hostCall && line == 0);
+        result.error = positioned ? *chunkName + ":" + std::to_string(line) + ": " + message : message;
+        return result;
+    };
     try
     {
-        MultiValue result;
-        {
-            ParsedChunk chunk = parseScript(source, chunkName);
-            Ref<Environment> environment = Environment::makeShared(chunk.localCount);
-            ExecStatus status;
-            try
-            {
-                status = executeStatements(chunk.statements, environment.get());
-            }
-            catch (const BreakSignal&)
-            {
-                status = ExecStatus::Break; // a break escaped every function up to the chunk
-            }
-            if (status == ExecStatus::Return)
-            {
-                result = takeReturnValues();
-            }
-            else if (status == ExecStatus::Break)
-            {
-                throw RuntimeError("break outside a loop", pendingBreakLine, true);
-            }
-        }
-        return makeSuccess(result);
+        return makeSuccess(body());
     }
     catch (const ExitSignal& exit)
     {
@@ -109,23 +133,22 @@ LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::str
     }
     catch (const ProtectedRuntimeError& error)
     {
-        return makeFailure(error, chunkName);
+        return failure(error.line, error.hasLine, error.message);
     }
     catch (const RunAborted& aborted)
     {
         // A nested run reports its own failure; the budget stays spent (and the interrupt set), so the
         // outer run stops at its own next step, under its own chunk name and line.
-        LuaResult result;
-        result.error = chunkName + ":" + std::to_string(aborted.line) + ": " + aborted.message;
-        return result;
+        return failure(aborted.line, true, aborted.message);
     }
-    catch (const zq::exception& error)
+    catch (const LuaError& error)
     {
-        return makeFailure(error, chunkName);
+        const auto* runtime = dynamic_cast<const RuntimeError*>(&error);
+        return runtime ? failure(runtime->line, runtime->hasLine, error.message()) : failure(0, false, error.message());
     }
     catch (const BreakSignal&)
     {
-        return makeFailure(RuntimeError("break outside a loop", pendingBreakLine, true), chunkName);
+        return failure(pendingBreakLine, true, "break outside a loop");
     }
     catch (const std::bad_alloc&)
     {
@@ -139,22 +162,101 @@ LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::str
     }
 }
 
+LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::string& chunkName)
+{
+    const std::string* const chunk = &chunkName;
+    return runGuarded(chunk, false, [&] {
+        MultiValue result;
+        ParsedChunk parsed = parseScript(source, chunkName);
+        Ref<Environment> environment = Environment::makeShared(parsed.localCount);
+        ExecStatus status;
+        try
+        {
+            status = executeStatements(parsed.statements, environment.get());
+        }
+        catch (const BreakSignal&)
+        {
+            status = ExecStatus::Break; // a break escaped every function up to the chunk
+        }
+        if (status == ExecStatus::Return)
+        {
+            result = takeReturnValues();
+        }
+        else if (status == ExecStatus::Break)
+        {
+            throw RuntimeError("break outside a loop", pendingBreakLine, true);
+        }
+        return result;
+    });
+}
+
+LuaResult LuaVM::Impl::call(const LuaValue* function, const std::string* globalName, const std::vector<LuaValue>& args)
+{
+    // The callee's chunk names the errors of a script function; held here, because the call may drop
+    // the last other reference to the function.
+    std::shared_ptr<const std::string> chunkHolder;
+    const std::string* chunk = nullptr;
+    return runGuarded(chunk, true, [&] {
+        const Value callee = function != nullptr ? publicToValue(*function) : getGlobalValue(*globalName);
+        if (callee.isFunction() && callee.function()->kind == LuaFunctionHandle::Kind::Script)
+        {
+            chunkHolder = callee.function()->function->chunkName;
+            chunk = chunkHolder.get();
+        }
+        ValueVector arguments;
+        arguments.reserve(args.size());
+        for (const LuaValue& argument : args)
+        {
+            arguments.push_back(publicToValue(argument));
+        }
+        return callValue(callee, ValueSpan{arguments.data(), arguments.size()}, 0);
+    });
+}
+
 LuaResult LuaVM::Impl::makeSuccess(const MultiValue& values)
 {
     LuaResult result;
     result.success = true;
+    result.values.reserve(values.size());
+    std::size_t firstNil = values.size();
+    for (std::size_t i = 0; i < values.size(); ++i)
+    {
+        result.values.push_back(valueToPublic(values[i]));
+        if (firstNil == values.size() && values[i].isNil())
+        {
+            firstNil = i;
+        }
+    }
+    // The packed value is what a table of the values 1..n would bridge to: the sequence up to the first
+    // nil when only nils follow it, a map of the non-nil ones by position otherwise.
     if (values.size() == 1)
     {
-        result.value = valueToPublic(values[0]);
+        result.value = result.values[0];
     }
     else if (values.size() > 1)
     {
-        Ref<Table> table = makeTable();
-        for (std::size_t i = 0; i < values.size(); ++i)
+        bool nilsOnlyAfter = true;
+        for (std::size_t i = firstNil; i < values.size() && nilsOnlyAfter; ++i)
         {
-            tableSetByKey(table.get(), TableKey::makeInteger(static_cast<std::int64_t>(i + 1)), values[i]);
+            nilsOnlyAfter = values[i].isNil();
         }
-        result.value = valueToPublic(Value(std::move(table)));
+        if (nilsOnlyAfter)
+        {
+            result.value = LuaValue(std::vector<LuaValue>(result.values.begin(),
+                                                          result.values.begin() + static_cast<std::ptrdiff_t>(firstNil)));
+        }
+        else
+        {
+            LuaMap map;
+            for (std::size_t i = 0; i < values.size(); ++i)
+            {
+                if (!values[i].isNil())
+                {
+                    map.insert_or_assign(std::to_string(i + 1), result.values[i]);
+                }
+            }
+            result.value = LuaValue(std::move(map));
+        }
     }
     if (exitCode >= 0)
     {
@@ -164,7 +266,7 @@ LuaResult LuaVM::Impl::makeSuccess(const MultiValue& values)
     return result;
 }
 
-LuaResult LuaVM::Impl::makeFailure(const zq::exception& error, const std::string& chunkName) const
+LuaResult LuaVM::Impl::makeFailure(const LuaError& error, const std::string& chunkName) const
 {
     LuaResult result;
     const auto* runtime = dynamic_cast<const RuntimeError*>(&error);
@@ -179,38 +281,14 @@ LuaResult LuaVM::Impl::makeFailure(const zq::exception& error, const std::string
     return result;
 }
 
-LuaResult LuaVM::Impl::makeFailure(const ProtectedRuntimeError& error, const std::string& chunkName) const
-{
-    LuaResult result;
-    result.error = error.hasLine ? chunkName + ":" + std::to_string(error.line) + ": " + error.message : error.message;
-    return result;
-}
-
 void LuaVM::Impl::bindFunction(const std::string& name, NativeFunction fn)
 {
-    // The calling interpreter, not this one, converts: a host may hand the function to another VM,
-    // which can call it after this one is gone.
-    auto wrapper = [fn = std::move(fn), name](LuaVM& vm, ValueSpan args, unsigned line) -> MultiValue {
-        Impl& caller = Impl::of(vm);
-        // The arguments' conversion is the caller's work, and their public copies its memory while
-        // the host function holds them.
-        WorkMeter work(caller, line);
-        BridgeMeter meter(work);
-        const std::vector<LuaValue> arguments = publicArguments(caller, args, meter);
-        try
-        {
-            return MultiValue(caller.publicToValue(fn(vm, arguments)));
-        }
-        catch (const RuntimeError&)
-        {
-            throw;
-        }
-        catch (const zq::exception& error)
-        {
-            failRuntime(line, name + ": " + error.message());
-        }
-    };
-    setGlobalValue(name, Value(makeNativeFunction(name, std::move(wrapper))));
+    setGlobalValue(name, Value(makeNativeFunction(name, wrapHostFunction(name, std::move(fn)))));
+}
+
+void LuaVM::Impl::bindFunction(const std::string& name, LuaMultiFunction fn)
+{
+    setGlobalValue(name, Value(makeNativeFunction(name, wrapHostFunction(name, std::move(fn)))));
 }
 
 void LuaVM::Impl::bindNativeGlobal(const std::string& name, NativeCallable function)
@@ -267,6 +345,26 @@ void LuaVM::bindFunction(const std::string& name, NativeFunction fn)
     }
     HeapScope scope(impl_->heap);
     impl_->bindFunction(name, std::move(fn));
+}
+
+void LuaVM::bindFunction(const std::string& name, LuaMultiFunction fn)
+{
+    if (!impl_)
+    {
+        return;
+    }
+    HeapScope scope(impl_->heap);
+    impl_->bindFunction(name, std::move(fn));
+}
+
+LuaResult LuaVM::call(const std::string& globalName, const std::vector<LuaValue>& args)
+{
+    return impl_ ? impl_->call(nullptr, &globalName, args) : movedFromResult();
+}
+
+LuaResult LuaVM::call(const LuaValue& function, const std::vector<LuaValue>& args)
+{
+    return impl_ ? impl_->call(&function, nullptr, args) : movedFromResult();
 }
 
 // The bridge recurses once per nesting level, so the thread's stack limit must be known before the

@@ -4,6 +4,7 @@
 #include "api/PublicText.hpp"
 
 #include "runtime/Function.hpp"
+#include "runtime/NativeObject.hpp"
 #include "support/Errors.hpp"
 #include "support/NumberFormat.hpp"
 #include "support/StackGuard.hpp"
@@ -25,10 +26,34 @@ LuaValue::LuaValue(std::nullptr_t) noexcept {}
 LuaValue::LuaValue(int integer) noexcept : type_(Type::Integer), payload_(static_cast<long long>(integer)) {}
 LuaValue::LuaValue(long integer) noexcept : type_(Type::Integer), payload_(static_cast<long long>(integer)) {}
 LuaValue::LuaValue(long long integer) noexcept : type_(Type::Integer), payload_(integer) {}
+LuaValue::LuaValue(unsigned integer) noexcept : type_(Type::Integer), payload_(static_cast<long long>(integer)) {}
+LuaValue::LuaValue(unsigned long integer) noexcept : LuaValue(static_cast<unsigned long long>(integer)) {}
+LuaValue::LuaValue(unsigned long long integer) noexcept
+{
+    if (integer <= static_cast<unsigned long long>(INT64_MAX))
+    {
+        type_ = Type::Integer;
+        payload_ = static_cast<long long>(integer);
+    }
+    else
+    {
+        type_ = Type::Float;
+        payload_ = static_cast<double>(integer);
+    }
+}
 LuaValue::LuaValue(double number) noexcept : type_(Type::Float), payload_(number) {}
 LuaValue::LuaValue(bool boolean) noexcept : type_(Type::Boolean), payload_(boolean) {}
 LuaValue::LuaValue(const char* text) : type_(Type::String), payload_(std::string(text ? text : "")) {}
 LuaValue::LuaValue(std::string text) noexcept : type_(Type::String), payload_(std::move(text)) {}
+LuaValue::LuaValue(std::string_view text) : type_(Type::String), payload_(std::string(text)) {}
+LuaValue::LuaValue(std::shared_ptr<LuaObjectHandle> object) noexcept
+{
+    if (object)
+    {
+        type_ = Type::Object;
+        payload_ = std::move(object);
+    }
+}
 LuaValue::LuaValue(std::shared_ptr<LuaFunctionHandle> function) noexcept
     : type_(Type::Function), payload_(std::move(function))
 {
@@ -347,6 +372,10 @@ void appendPublicText(std::string& out, const LuaValue& value, TextSink* sink)
         out += "[function ";
         out += value.functionName();
         out += ']';
+        return;
+    case LuaValue::Type::Object:
+        // The text tostring gives the same object in a script.
+        out += Value(Ref<NativeObject>(value.asObject().get())).toString();
         return;
     }
 }

@@ -281,6 +281,7 @@ struct FunctionExpr : Expr, std::enable_shared_from_this<FunctionExpr>
     std::size_t slotCount = 0;
     bool noFunctions = false;
     mutable BlockFrame frame; // evaluator-owned
+    std::shared_ptr<const std::string> chunkName; // names the function's errors when a host calls it
 };
 
 // ---- Statements ----

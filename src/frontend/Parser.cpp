@@ -43,7 +43,8 @@ double convertNumberLiteral(const std::string& text)
 }
 
 Parser::Parser(std::string_view source, std::string chunkName)
-    : lexer_(source, chunkName), chunkName_(std::move(chunkName))
+    : lexer_(source, chunkName), chunkName_(std::move(chunkName)),
+      sharedChunkName_(std::make_shared<const std::string>(chunkName_))
 {
     window_.push_back(lexer_.next());
     fillWindow();
@@ -193,6 +194,7 @@ std::shared_ptr<FunctionExpr> Parser::parseFunctionBody(std::uint32_t line)
 {
     NestingScope nesting(*this);
     auto function = make<FunctionExpr>(line);
+    function->chunkName = sharedChunkName_;
     consume(TokenKind::LeftParen, "expected '(' after function name");
     if (!check(TokenKind::RightParen))
     {

@@ -105,6 +105,7 @@ private:
     Lexer lexer_;
     std::deque<Token> window_; // tokens base_ .. base_ + size - 1 of the chunk
     std::string chunkName_;
+    std::shared_ptr<const std::string> sharedChunkName_; // one copy for every function of the chunk
     std::size_t base_ = 0;
     std::size_t current_ = 0;
     std::size_t depth_ = 0;

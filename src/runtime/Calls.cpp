@@ -219,7 +219,8 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
     }
     if (handle->interpreter != serial)
     {
-        failRuntime(line, "attempt to call a function of another interpreter");
+        failRuntime(line, interpreterExists(handle->interpreter) ? "attempt to call a function of another interpreter"
+                                                                 : "the interpreter of this function no longer exists");
     }
     guardStack(line);
     const FunctionExpr& function = *handle->function;

@@ -1,4 +1,5 @@
 // Expression evaluation: operators, constructors, indexing, calls and assignment targets.
+#include "runtime/NativeObject.hpp"
 #include "runtime/Operators.hpp"
 #include "runtime/WorkMeter.hpp"
 
@@ -655,6 +656,10 @@ Value LuaVM::Impl::indexValue(const Value& object, const Value& key, std::uint32
         failRuntime(line, "string indexing only supports library methods");
     }
     case ValueKind::UserData:
+        if (object.userData()->kind == NativeObject::Kind::Host)
+        {
+            return hostObjectField(static_cast<LuaObjectHandle*>(object.userData()), key, line);
+        }
         if (!key.isString())
         {
             failRuntime(line, "userdata fields must be strings");
@@ -743,8 +748,17 @@ void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environm
     }
 }
 
-void failAssignInto(const Value& object, std::uint32_t line)
+Table* assignableSlow(const Value& object, std::uint32_t line)
 {
+    if (object.kind() == ValueKind::UserData && object.userData()->kind == NativeObject::Kind::Host)
+    {
+        auto* host = static_cast<LuaObjectHandle*>(object.userData());
+        if (!host->fields)
+        {
+            host->fields = makeTable(); // the object's own fields, made by the first store
+        }
+        return host->fields.get();
+    }
     failRuntime(line, std::string("attempt to assign into a ") + describeValueType(object) + " value");
 }
 

@@ -10,6 +10,7 @@
 
 #include "runtime/Function.hpp"
 #include "runtime/Iterator.hpp"
+#include "runtime/NativeObject.hpp"
 #include "runtime/Table.hpp"
 #include "support/Platform.hpp"
 
@@ -39,14 +40,15 @@ enum Mark : std::uint8_t
     kTentative = 2, // not yet seen reachable; waits on the tentative list
 };
 
+// Every kind from Table on (tables, functions, userdata, iterators) is a collectable: one comparison.
+static_assert(ValueKind::Iterator > ValueKind::UserData && ValueKind::UserData > ValueKind::Function &&
+              ValueKind::Function > ValueKind::Table && ValueKind::Table > ValueKind::String);
+
 template <typename Visit> [[gnu::always_inline]] inline void visitValue(const Value& value, Visit& visit)
 {
-    switch (value.kind())
+    if (value.kind() >= ValueKind::Table)
     {
-    case ValueKind::Table: visit(static_cast<Collectable*>(value.table())); return;
-    case ValueKind::Function: visit(static_cast<Collectable*>(value.function())); return;
-    case ValueKind::Iterator: visit(static_cast<Collectable*>(value.iterator())); return;
-    default: return;
+        visit(static_cast<Collectable*>(static_cast<RefObject*>(const_cast<void*>(value.objectAddress()))));
     }
 }
 
@@ -103,8 +105,17 @@ template <typename Visit> [[gnu::always_inline]] inline void forEachChild(Collec
         }
         return;
     }
-    case RefKind::String:
-    case RefKind::UserData: return;
+    case RefKind::UserData:
+        // A host object's fields; its methods are native functions, opaque like every native's captures.
+        if (static_cast<NativeObject*>(object)->kind == NativeObject::Kind::Host)
+        {
+            if (Table* fields = static_cast<LuaObjectHandle*>(object)->fields.get())
+            {
+                visit(static_cast<Collectable*>(fields));
+            }
+        }
+        return;
+    case RefKind::String: return;
     }
 }
 
@@ -144,14 +155,20 @@ void dropContents(Collectable* object) noexcept
         iterator->listEnds.clear();
         return;
     }
-    case RefKind::String:
-    case RefKind::UserData: return;
+    case RefKind::UserData:
+        if (static_cast<NativeObject*>(object)->kind == NativeObject::Kind::Host)
+        {
+            Ref<Table> fields = std::move(static_cast<LuaObjectHandle*>(object)->fields);
+        }
+        return;
+    case RefKind::String: return;
     }
 }
 
 } // namespace
 
-ValueHeap::ValueHeap(std::atomic<std::uint8_t>& attention) noexcept : attention_(attention)
+ValueHeap::ValueHeap(std::atomic<std::uint8_t>& attention)
+    : anchor_(std::make_shared<HeapAnchor>(HeapAnchor{this})), attention_(attention)
 {
     sentinel_.prev_ = sentinel_.next_ = &sentinel_;
     scheduleAfter(0);
@@ -159,6 +176,7 @@ ValueHeap::ValueHeap(std::atomic<std::uint8_t>& attention) noexcept : attention_
 
 ValueHeap::~ValueHeap()
 {
+    anchor_->heap = nullptr; // values still held by the host now free into no heap at all
     // Objects that outlive their VM (held where the collector cannot see) leave the list, so that
     // freeing them later touches nothing of this heap.
     while (sentinel_.next_ != &sentinel_)

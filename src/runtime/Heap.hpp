@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <new>
 
 namespace velmar::lua
@@ -45,6 +46,9 @@ public:
     static void* operator new(std::size_t size) { return allocateCounted(size); }
     static void operator delete(void* memory, std::size_t size) noexcept { releaseCounted(memory, size); }
 
+    // Whether the object belongs to a heap (one made outside any VM does not until adopted).
+    bool inHeap() const noexcept { return next_ != nullptr; }
+
 protected:
     explicit Collectable(RefKind kind) noexcept : kind_(kind) {}
     ~Collectable() { unlink(); }
@@ -79,13 +83,21 @@ private:
     Collectable* next_ = nullptr;
 };
 
+// How a value that outlives the moment it was handed out finds its heap again: the heap, or null once
+// the heap is gone. Public function and object values keep one, so that releasing them later returns
+// their memory to the right VM, or to none.
+struct HeapAnchor
+{
+    ValueHeap* heap = nullptr;
+};
+
 // Byte accounting and cycle collection for one VM.
 class ValueHeap
 {
 public:
     // `attention` is the VM's flag word that its evaluator tests at every step; the heap raises
     // kCollectionDue there when enough has been allocated since the last collection.
-    explicit ValueHeap(std::atomic<std::uint8_t>& attention) noexcept;
+    explicit ValueHeap(std::atomic<std::uint8_t>& attention);
     ~ValueHeap();
     ValueHeap(const ValueHeap&) = delete;
     ValueHeap& operator=(const ValueHeap&) = delete;
@@ -115,6 +127,7 @@ public:
     {
         object->linkBefore(&sentinel_);
     }
+    const std::shared_ptr<HeapAnchor>& anchor() const noexcept { return anchor_; }
 
 private:
     struct Sentinel : Collectable
@@ -125,6 +138,7 @@ private:
     void scheduleAfter(std::size_t liveBytes) noexcept;
 
     Sentinel sentinel_; // the circular list of this heap's objects
+    std::shared_ptr<HeapAnchor> anchor_;
     std::atomic<std::uint8_t>& attention_;
     std::size_t bytes_ = 0;
     std::size_t limit_ = 0;
@@ -139,6 +153,11 @@ class HeapScope
 {
 public:
     explicit HeapScope(ValueHeap& heap) noexcept : previous_(gCurrentHeap) { gCurrentHeap = &heap; }
+    // The anchor's heap, or none at all when it is gone (or the anchor is null).
+    explicit HeapScope(const HeapAnchor* anchor) noexcept : previous_(gCurrentHeap)
+    {
+        gCurrentHeap = anchor != nullptr ? anchor->heap : nullptr;
+    }
     ~HeapScope() { gCurrentHeap = previous_; }
     HeapScope(const HeapScope&) = delete;
     HeapScope& operator=(const HeapScope&) = delete;

@@ -21,6 +21,7 @@ namespace velmar::lua
 {
 
 class NativeObject;
+class LuaObjectHandle;
 class BridgeMeter;
 
 constexpr std::size_t kUnbounded = std::numeric_limits<std::size_t>::max();
@@ -99,6 +100,7 @@ public:
     // ---- Library binding and argument checks ----
     void bindDefaults();
     void bindFunction(const std::string& name, NativeFunction fn);
+    void bindFunction(const std::string& name, LuaMultiFunction fn);
     void bindNativeGlobal(const std::string& name, NativeCallable function);
     void bindTableFunction(Table& table, const std::string& name, NativeCallable function);
 
@@ -112,9 +114,11 @@ public:
     // ---- Facade ----
     ParsedChunk parseScript(std::string_view source, const std::string& chunkName);
     LuaResult runScriptString(const std::string& source, const std::string& chunkName);
+    // LuaVM::call: the function `function`, or else the global `globalName`.
+    LuaResult call(const LuaValue* function, const std::string* globalName, const std::vector<LuaValue>& args);
+    template <typename Body> LuaResult runGuarded(const std::string* const& chunkName, bool hostCall, Body&& body);
     LuaResult makeSuccess(const MultiValue& values);
-    LuaResult makeFailure(const zq::exception& error, const std::string& chunkName) const;
-    LuaResult makeFailure(const ProtectedRuntimeError& error, const std::string& chunkName) const;
+    LuaResult makeFailure(const LuaError& error, const std::string& chunkName) const;
     Value publicToValue(const LuaValue& value) const;
     LuaValue valueToPublic(const Value& value) const;
     LuaValue valueToPublic(const Value& value, BridgeMeter* meter) const; // charging the run as it goes
@@ -235,11 +239,22 @@ public:
 // evaluator makes no environment for the others.
 void elideEmptyScopes(const StmtList& statements, const std::string& chunkName);
 
+// Whether the interpreter with this serial still exists.
+bool interpreterExists(std::uint64_t serial);
+
+// The native function that runs a host function: converts the arguments, calls it, converts its
+// result(s), and turns a LuaError it throws into a script error "name: message" at the call's line.
+NativeCallable wrapHostFunction(std::string name, NativeFunction function);
+NativeCallable wrapHostFunction(std::string name, LuaMultiFunction function);
+
 // What every run of a moved-from LuaVM returns: a failure, "this interpreter was moved from".
 LuaResult movedFromResult();
 constexpr const char* kMovedFromMessage = "this interpreter was moved from";
 
 // Field lookup on a userdata value: the methods of files and streams (io library).
 Value nativeObjectField(LuaVM::Impl& vm, NativeObject* object, const Value& key, std::uint32_t line);
+// Field lookup on a host object: a field a script stored on it (under any key a table takes), else one of
+// its methods, else nil.
+Value hostObjectField(const LuaObjectHandle* object, const Value& key, std::uint32_t line);
 
 } // namespace velmar::lua

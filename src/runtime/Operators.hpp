@@ -198,8 +198,9 @@ inline Value applyOperator(LuaVM::Impl& vm, TokenKind op, const Value& left, con
 
 // ---- Stores into tables ----
 
-// The object of a field or index store must be a table: "attempt to assign into a ... value".
-[[gnu::noinline]] [[noreturn]] void failAssignInto(const Value& object, std::uint32_t line);
+// The object of a field or index store must be a table, or a host object (its fields table): otherwise
+// "attempt to assign into a ... value".
+[[gnu::noinline]] Table* assignableSlow(const Value& object, std::uint32_t line);
 // t[key] = value for a key that is neither an integer nor a string (or that cannot be a key at all).
 [[gnu::noinline]] void storeKeyed(Table* table, const Value& key, Value value, std::uint32_t line);
 
@@ -207,7 +208,7 @@ inline Value applyOperator(LuaVM::Impl& vm, TokenKind op, const Value& left, con
 {
     if (!object.isTable()) [[unlikely]]
     {
-        failAssignInto(object, line);
+        return assignableSlow(object, line);
     }
     return object.table();
 }

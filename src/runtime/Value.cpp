@@ -100,7 +100,14 @@ void destroyNow(RefKind kind, RefObject* object) noexcept
     case RefKind::String: LuaString::destroy(static_cast<LuaString*>(object)); return;
     case RefKind::Table: delete static_cast<Table*>(object); return;
     case RefKind::Function: delete static_cast<LuaFunctionHandle*>(object); return;
-    case RefKind::UserData: delete static_cast<NativeObject*>(object); return;
+    case RefKind::UserData:
+        if (static_cast<NativeObject*>(object)->kind == NativeObject::Kind::Host)
+        {
+            delete static_cast<LuaObjectHandle*>(object);
+            return;
+        }
+        delete static_cast<NativeObject*>(object);
+        return;
     case RefKind::Iterator: delete static_cast<IteratorState*>(object); return;
     case RefKind::Environment: delete static_cast<Environment*>(object); return;
     }
@@ -110,7 +117,7 @@ void destroyNow(RefKind kind, RefObject* object) noexcept
 
 void destroyRefObject(RefKind kind, RefObject* object) noexcept
 {
-    if (kind == RefKind::String || kind == RefKind::UserData)
+    if (kind == RefKind::String)
     {
         destroyNow(kind, object); // holds no other object: no recursion to avoid
         return;
@@ -200,7 +207,15 @@ void Value::appendTo(std::string& out) const
         out += handle && !handle->name.empty() ? handle->name : std::string("anonymous");
         return;
     }
-    case ValueKind::UserData: appendAddress(out, "userdata: ", bits_.object); return;
+    case ValueKind::UserData:
+        if (const NativeObject* object = userData(); object->kind == NativeObject::Kind::Host)
+        {
+            out += object->name;
+            appendAddress(out, ": ", object);
+            return;
+        }
+        appendAddress(out, "userdata: ", bits_.object);
+        return;
     case ValueKind::Iterator: appendAddress(out, "iterator: ", bits_.object); return;
     }
     out += "nil";

@@ -1,22 +1,19 @@
 // The library's error family: every error raised inside VelmarLua derives from zq::exception.
 #pragma once
 
-#include <exception>
+#include "velmar/lua/LuaError.hpp"
+
 #include <string>
 
 namespace zq
 {
 
-// Base of the family; what() carries the message, message() the same bytes including any NUL.
-class exception : public std::exception
+// Base of the library's internal errors; a public LuaError underneath, so a host catches them all as one
+// family. what() carries the message, message() the same bytes including any NUL.
+class exception : public velmar::lua::LuaError
 {
 public:
-    explicit exception(std::string message) : message_(std::move(message)) {}
-    const char* what() const noexcept override { return message_.c_str(); }
-    const std::string& message() const noexcept { return message_; }
-
-private:
-    std::string message_;
+    using LuaError::LuaError;
 };
 
 // The plain runtime error: syntax errors, value accessors, containers and library misuse.

@@ -269,10 +269,11 @@ TEST(LuaVMTest, FunctionsHandedToAnotherInterpreter)
     other.setGlobal("peek", script);
     other.setGlobal("twice", host);
     EXPECT_EQ(run(other, "return twice(21)").value.toString(), "42");
+    // Its own interpreter is gone.
     EXPECT_EQ(run(other, "return pcall(peek)").value.toString(),
-              "[false, attempt to call a function of another interpreter]");
+              "[false, the interpreter of this function no longer exists]");
     EXPECT_EQ(run(other, "local t = {f = peek} return pcall(function() return t.f() end)").value.toString(),
-              "[false, attempt to call a function of another interpreter]");
+              "[false, the interpreter of this function no longer exists]");
 }
 
 // ---- Host functions ----
