@@ -163,6 +163,10 @@ template <typename Result>
 [[gnu::always_inline]] inline Result LuaVM::Impl::runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line)
 {
     countStep(line); // the caller has checked the stack
+    if (function.frame.size >= kItemsPerStep) [[unlikely]]
+    {
+        spendSteps(function.frame.size / kItemsPerStep, line); // a frame of thousands of slots to fill and clear
+    }
     try
     {
         return runFunctionBody<Result>(function, frame);
@@ -274,6 +278,7 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
             spreadResults(inner, slots + next, bound - next, environment);
             return;
         }
+        countItem(i, argument.line);
         Value value = evaluateExpression(argument, environment);
         if (next < bound)
         {

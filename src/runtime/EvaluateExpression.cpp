@@ -509,6 +509,7 @@ MultiValue LuaVM::Impl::evaluateExpressionList(const std::vector<ExprPtr>& exprs
             }
             return values;
         }
+        countItem(i, expr.line);
         values.push(evaluateExpression(expr, environment));
     }
     return values;
@@ -581,8 +582,10 @@ Value LuaVM::Impl::evaluateTable(const TableExpr& expr, Environment* environment
     table->array.reserve(positional);
     table->hash.reserve(expr.fields.size() - positional);
     std::int64_t position = 0;
+    std::size_t item = 0;
     for (const TableExpr::Field& field : expr.fields)
     {
+        countItem(item++, field.line);
         switch (field.kind)
         {
         case TableExpr::FieldKind::Positional:
@@ -689,6 +692,7 @@ void LuaVM::Impl::collectArguments(const std::vector<ExprPtr>& arguments, Enviro
             }
             return;
         }
+        countItem(i, argument.line);
         out.push(evaluateExpression(argument, environment));
     }
 }

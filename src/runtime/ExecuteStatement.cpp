@@ -366,6 +366,7 @@ ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environmen
     MultiValue results = evaluateExpressionList(values, environment);
     for (std::size_t i = 0; i < targets.size(); ++i)
     {
+        countItem(i, targets[i].line);
         assignTarget(targets[i], i < results.size() ? std::move(results[i]) : Value(), environment);
     }
     return ExecStatus::Normal;

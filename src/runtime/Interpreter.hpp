@@ -211,6 +211,17 @@ public:
             serviceStep(line);
         }
     }
+    // Lists whose length is in the source (arguments, constructor items, value and target lists): item
+    // `index` (from 0) ends a step's worth at every kItemsPerStep-th item, 64 units an item as for any
+    // element, so a list of thousands of items cannot hide behind the one step of its statement.
+    static constexpr std::size_t kItemsPerStep = 16;
+    void countItem(std::size_t index, std::uint32_t line)
+    {
+        if (index % kItemsPerStep == kItemsPerStep - 1) [[unlikely]]
+        {
+            countStep(line);
+        }
+    }
     // Bulk string work: an operation producing `bytes` bytes spends one further step per full
     // kBytesPerStep, so a step's work stays bounded however long the strings grow.
     static constexpr std::uint64_t kBytesPerStep = 1024;
