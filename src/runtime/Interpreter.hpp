@@ -135,6 +135,20 @@ public:
     // What an empty function handle from the host becomes: every value needs an object to count on.
     Ref<LuaFunctionHandle> emptyFunction;
 
+    // One shared string per byte value, made on first use: one-character results (string.sub over a
+    // text, character by character) need no allocation of their own.
+    const Value& singleByteString(unsigned char byte)
+    {
+        Value& cached = singleBytes[byte];
+        if (!cached.isString()) [[unlikely]]
+        {
+            const char text = static_cast<char>(byte);
+            cached = Value(std::string_view(&text, 1));
+        }
+        return cached;
+    }
+    Value singleBytes[256];
+
     MultiValue pendingReturn;         // values of the return statement being unwound, unless...
     Value pendingValue;               // ...it returned one plain expression: its value waits here
     bool pendingIsValue = false;
