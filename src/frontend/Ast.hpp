@@ -281,6 +281,8 @@ struct FunctionExpr : Expr, std::enable_shared_from_this<FunctionExpr>
     std::size_t slotCount = 0;
     bool noFunctions = false;
     mutable BlockFrame frame; // evaluator-owned
+    // Evaluator-owned: no closures and fewer slots than a step's worth, so a call takes the lean path.
+    mutable bool leanFrame = false;
 };
 
 // ---- Statements ----

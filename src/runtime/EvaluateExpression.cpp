@@ -493,6 +493,7 @@ MultiValue LuaVM::Impl::evaluateExpressionList(const std::vector<ExprPtr>& exprs
 {
     MultiValue values;
     const std::size_t count = exprs.size();
+    countItems(count, count ? exprs[0]->line : 0);
     for (std::size_t i = 0; i < count; ++i)
     {
         const Expr& expr = *exprs[i];
@@ -509,7 +510,6 @@ MultiValue LuaVM::Impl::evaluateExpressionList(const std::vector<ExprPtr>& exprs
             }
             return values;
         }
-        countItem(i, expr.line);
         values.push(evaluateExpression(expr, environment));
     }
     return values;
@@ -581,11 +581,10 @@ Value LuaVM::Impl::evaluateTable(const TableExpr& expr, Environment* environment
     }
     table->array.reserve(positional);
     table->hash.reserve(expr.fields.size() - positional);
+    countItems(expr.fields.size(), expr.line);
     std::int64_t position = 0;
-    std::size_t item = 0;
     for (const TableExpr::Field& field : expr.fields)
     {
-        countItem(item++, field.line);
         switch (field.kind)
         {
         case TableExpr::FieldKind::Positional:
@@ -680,6 +679,7 @@ void LuaVM::Impl::collectArguments(const std::vector<ExprPtr>& arguments, Enviro
                                    SmallValueStore<6>& out)
 {
     const std::size_t count = arguments.size();
+    countItems(count, count ? arguments[0]->line : 0);
     for (std::size_t i = 0; i < count; ++i)
     {
         const Expr& argument = *arguments[i];
@@ -692,7 +692,6 @@ void LuaVM::Impl::collectArguments(const std::vector<ExprPtr>& arguments, Enviro
             }
             return;
         }
-        countItem(i, argument.line);
         out.push(evaluateExpression(argument, environment));
     }
 }

@@ -363,10 +363,10 @@ ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environmen
         }
         return ExecStatus::Normal;
     }
+    countItems(targets.size(), statement.line);
     MultiValue results = evaluateExpressionList(values, environment);
     for (std::size_t i = 0; i < targets.size(); ++i)
     {
-        countItem(i, targets[i].line);
         assignTarget(targets[i], i < results.size() ? std::move(results[i]) : Value(), environment);
     }
     return ExecStatus::Normal;

@@ -147,7 +147,6 @@ public:
         }
         return cached;
     }
-    Value singleBytes[256];
 
     MultiValue pendingReturn;         // values of the return statement being unwound, unless...
     Value pendingValue;               // ...it returned one plain expression: its value waits here
@@ -158,6 +157,7 @@ public:
     std::uint64_t stepLimit = 0;                           // 0: unbounded
     std::uint64_t stepsLeft = ~0ULL;                       // counts down during a run
     bool running = false; // a run is in progress (nested runs from host functions share its limits)
+    Value singleBytes[256]; // see singleByteString; last, away from the members every call uses
 
     // Operators on evaluated operands (everything but and/or), with every type check and message.
     Value binaryOperation(const BinaryExpr& expr, const Value& left, const Value& right);
@@ -183,7 +183,7 @@ public:
     template <typename Result>
     Result invokeValue(const CallExpr& call, const Value& callee, Value* receiver, Environment* environment);
     template <typename Result>
-    Result invokeShared(const CallExpr& call, LuaFunctionHandle& handle, Value* receiver, Environment* environment);
+    Result invokeOtherFrame(const CallExpr& call, LuaFunctionHandle& handle, Value* receiver, Environment* environment);
     template <typename Result>
     Result invokeCollected(const CallExpr& call, const Value& callee, Value* receiver, Environment* environment);
     template <typename Result> Result runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line);
@@ -225,17 +225,20 @@ public:
             serviceStep(line);
         }
     }
-    // Lists whose length is in the source (arguments, constructor items, value and target lists): item
-    // `index` (from 0) ends a step's worth at every kItemsPerStep-th item, 64 units an item as for any
-    // element, so a list of thousands of items cannot hide behind the one step of its statement.
+    // Lists whose length is in the source (arguments, constructor items, value and target lists, the
+    // slots of a called function's frame): a step per kItemsPerStep items, 64 units an item as for any
+    // element, charged as the list's work begins, so a list of thousands of items cannot hide behind the
+    // one step of its statement or call. Kept out of the loops that evaluate the items.
     static constexpr std::size_t kItemsPerStep = 16;
-    void countItem(std::size_t index, std::uint32_t line)
+    void countItems(std::size_t count, std::uint32_t line)
     {
-        if (index % kItemsPerStep == kItemsPerStep - 1) [[unlikely]]
+        if (count >= kItemsPerStep) [[unlikely]]
         {
-            countStep(line);
+            spendSteps(count / kItemsPerStep, line);
         }
     }
+    // The arguments of a call with many of them.
+    void countManyArguments(std::size_t count, std::uint32_t line);
     // Bulk string work: an operation producing `bytes` bytes spends one further step per full
     // kBytesPerStep, so a step's work stays bounded however long the strings grow.
     static constexpr std::uint64_t kBytesPerStep = 1024;

@@ -378,8 +378,14 @@ TEST_F(CliTest, InterruptStopsThePromptsRunningLineOnly)
         ::_exit(127);
     }
     ::close(input[0]);
-    const std::string endless = "while true do end\n";
+    // A signal before the console has installed its handler would end the process: wait for the first
+    // line's output (a loaded machine can take longer than the first interval to start the process).
+    const std::string endless = "print('ready')\nwhile true do end\n";
     ASSERT_EQ(::write(input[1], endless.data(), endless.size()), static_cast<ssize_t>(endless.size()));
+    for (int attempt = 0; attempt < 1000 && slurp("stdout.txt").find("ready\n") == std::string::npos; ++attempt)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
     // Interrupt until the line reports it: the first signal may come before the line has started.
     for (int attempt = 0; attempt < 100 && slurp("stderr.txt").empty(); ++attempt)
     {
