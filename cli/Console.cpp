@@ -17,6 +17,7 @@
 #include <string>
 
 #ifdef VELMAR_HAVE_LIBEDIT
+#include <dlfcn.h>
 #include <histedit.h>
 #include <langinfo.h>
 
@@ -169,6 +170,56 @@ ReadEnd readPlainLine(const char* prompt, std::string& line)
 
 #ifdef VELMAR_HAVE_LIBEDIT
 
+// libedit and the libraries it needs are loaded when a terminal prompt first reads a line: a script run
+// never pays for loading them at start-up. Without the library the prompt reads plain lines.
+struct EditLibrary
+{
+    decltype(&el_init) init = nullptr;
+    decltype(&el_end) end = nullptr;
+    decltype(&el_set) set = nullptr;
+    decltype(&el_wset) wset = nullptr;
+    decltype(&el_source) source = nullptr;
+    decltype(&el_wgets) wgets = nullptr;
+    decltype(&el_wline) wline = nullptr;
+    decltype(&el_resize) resize = nullptr;
+    decltype(&history_init) historyInit = nullptr;
+    decltype(&::history) historyCall = nullptr;
+    decltype(&history_end) historyEnd = nullptr;
+};
+EditLibrary gEdit;
+
+template <typename Function> bool loadSymbol(void* library, const char* name, Function& out)
+{
+    out = reinterpret_cast<Function>(::dlsym(library, name));
+    return out != nullptr;
+}
+
+bool loadEditLibrary()
+{
+    void* library = ::dlopen("libedit.so.2", RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr)
+    {
+        library = ::dlopen(VELMAR_LIBEDIT_PATH, RTLD_NOW | RTLD_LOCAL); // the one found at build time
+    }
+    if (library == nullptr)
+    {
+        return false;
+    }
+    EditLibrary loaded;
+    if (loadSymbol(library, "el_init", loaded.init) && loadSymbol(library, "el_end", loaded.end) &&
+        loadSymbol(library, "el_set", loaded.set) && loadSymbol(library, "el_wset", loaded.wset) &&
+        loadSymbol(library, "el_source", loaded.source) && loadSymbol(library, "el_wgets", loaded.wgets) &&
+        loadSymbol(library, "el_wline", loaded.wline) && loadSymbol(library, "el_resize", loaded.resize) &&
+        loadSymbol(library, "history_init", loaded.historyInit) && loadSymbol(library, "history", loaded.historyCall) &&
+        loadSymbol(library, "history_end", loaded.historyEnd))
+    {
+        gEdit = loaded;
+        return true; // stays loaded for the life of the process
+    }
+    ::dlclose(library);
+    return false;
+}
+
 EditLine* gEditor = nullptr;
 History* gHistory = nullptr;
 std::string gHistoryPath;
@@ -199,7 +250,7 @@ unsigned char leaveKey(EditLine*, int)
 
 bool lineIsEmpty(EditLine* editor)
 {
-    const LineInfoW* info = el_wline(editor);
+    const LineInfoW* info = gEdit.wline(editor);
     return info->buffer == info->lastchar;
 }
 
@@ -287,7 +338,7 @@ int readCharacter(EditLine* editor, wchar_t* out)
                 }
                 if (resized)
                 {
-                    el_resize(editor);
+                    gEdit.resize(editor);
                 }
                 continue;
             }
@@ -317,25 +368,30 @@ int readCharacter(EditLine* editor, wchar_t* out)
 
 void openEditor()
 {
+    static const bool loaded = loadEditLibrary();
+    if (!loaded)
+    {
+        return;
+    }
     // libedit measures and shows characters by the locale; the bytes of a line never depend on it.
     std::setlocale(LC_CTYPE, "");
     if (std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0)
     {
         std::setlocale(LC_CTYPE, "C.UTF-8");
     }
-    gEditor = el_init("velmarlua", stdin, stdout, stderr);
+    gEditor = gEdit.init("velmarlua", stdin, stdout, stderr);
     if (gEditor == nullptr)
     {
         return;
     }
-    el_set(gEditor, EL_EDITOR, "emacs");
-    el_set(gEditor, EL_PROMPT, promptText);
-    el_set(gEditor, EL_GETCFN, readCharacter);
+    gEdit.set(gEditor, EL_EDITOR, "emacs");
+    gEdit.set(gEditor, EL_PROMPT, promptText);
+    gEdit.set(gEditor, EL_GETCFN, readCharacter);
     // The wide form: the narrow one keeps copies of the names that el_end never frees.
-    el_wset(gEditor, EL_ADDFN, L"velmar-interrupt", L"drop the line", interruptKey);
-    el_set(gEditor, EL_BIND, "^C", "velmar-interrupt", nullptr);
-    el_wset(gEditor, EL_ADDFN, L"velmar-leave", L"leave the prompt", leaveKey);
-    el_set(gEditor, EL_BIND, "^\\", "velmar-leave", nullptr);
+    gEdit.wset(gEditor, EL_ADDFN, L"velmar-interrupt", L"drop the line", interruptKey);
+    gEdit.set(gEditor, EL_BIND, "^C", "velmar-interrupt", nullptr);
+    gEdit.wset(gEditor, EL_ADDFN, L"velmar-leave", L"leave the prompt", leaveKey);
+    gEdit.set(gEditor, EL_BIND, "^\\", "velmar-leave", nullptr);
     // Home, End, Delete and word moves as the common terminals send them.
     static const char* const kKeys[][2] = {
         {"\033[H", "ed-move-to-beg"}, {"\033OH", "ed-move-to-beg"},      {"\033[1~", "ed-move-to-beg"},
@@ -345,19 +401,19 @@ void openEditor()
     };
     for (const auto& key : kKeys)
     {
-        el_set(gEditor, EL_BIND, key[0], key[1], nullptr);
+        gEdit.set(gEditor, EL_BIND, key[0], key[1], nullptr);
     }
-    gHistory = history_init();
+    gHistory = gEdit.historyInit();
     HistEvent event;
-    history(gHistory, &event, H_SETSIZE, 1000);
-    history(gHistory, &event, H_SETUNIQUE, 1);
+    gEdit.historyCall(gHistory, &event, H_SETSIZE, 1000);
+    gEdit.historyCall(gHistory, &event, H_SETUNIQUE, 1);
     if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0')
     {
         gHistoryPath = std::string(home) + "/.velmarlua_history";
-        history(gHistory, &event, H_LOAD, gHistoryPath.c_str());
+        gEdit.historyCall(gHistory, &event, H_LOAD, gHistoryPath.c_str());
     }
-    el_set(gEditor, EL_HIST, history, gHistory);
-    el_source(gEditor, nullptr); // the user's ~/.editrc
+    gEdit.set(gEditor, EL_HIST, gEdit.historyCall, gHistory);
+    gEdit.source(gEditor, nullptr); // the user's ~/.editrc
     struct sigaction action = {};
     action.sa_handler = onSignal;
     sigemptyset(&action.sa_mask);
@@ -372,10 +428,10 @@ void remember(const std::string& line)
         return;
     }
     HistEvent event;
-    history(gHistory, &event, H_ENTER, line.c_str());
+    gEdit.historyCall(gHistory, &event, H_ENTER, line.c_str());
     if (!gHistoryPath.empty())
     {
-        history(gHistory, &event, H_SAVE, gHistoryPath.c_str()); // at once: a killed terminal loses nothing
+        gEdit.historyCall(gHistory, &event, H_SAVE, gHistoryPath.c_str()); // at once: a killed terminal loses nothing
     }
 }
 
@@ -386,7 +442,7 @@ ReadEnd readEditedLine(const char* prompt, std::string& line)
     gLineInterrupted = false;
     drainWakes();
     int count = 0;
-    const wchar_t* text = el_wgets(gEditor, &count);
+    const wchar_t* text = gEdit.wgets(gEditor, &count);
     if (gLineInterrupted)
     {
         std::fputs("^C\n", stdout); // as a shell shows it; the line stays on the screen, dropped
@@ -480,12 +536,12 @@ void closeConsole()
 #ifdef VELMAR_HAVE_LIBEDIT
     if (gEditor != nullptr)
     {
-        el_end(gEditor); // gives the terminal its settings back
+        gEdit.end(gEditor); // gives the terminal its settings back
         gEditor = nullptr;
     }
     if (gHistory != nullptr)
     {
-        history_end(gHistory);
+        gEdit.historyEnd(gHistory);
         gHistory = nullptr;
     }
 #endif

@@ -109,10 +109,27 @@ std::string repeatJoined(const std::string& item, const std::string& separator, 
     return out;
 }
 
+// "p1, p2, ..., pN"
+std::string numberedNames(const std::string& prefix, int count)
+{
+    std::string out;
+    for (int i = 1; i <= count; ++i)
+    {
+        out += (i == 1 ? "" : ", ") + prefix + std::to_string(i);
+    }
+    return out;
+}
+
 std::vector<Generated> generatedConstructs()
 {
+    const std::string ones = repeatJoined("1", ",", 10000);
     return {
-        {"call with 10,000 arguments", "", "local r = math.max(" + repeatJoined("1", ",", 10000) + ")"},
+        {"call with 10,000 arguments", "", "local r = math.max(" + ones + ")"},
+        {"script call with 10,000 arguments", "function f() end", "f(" + ones + ")"},
+        {"host call with 10,000 arguments", "", "noop(" + ones + ")"},
+        {"call of 10,000 parameters", "function f(" + numberedNames("p", 10000) + ") end", "f()"},
+        {"return of 10,000 values", "function f() return " + ones + " end", "local r = f()"},
+        {"local statement of 10,000 names", "", "local " + numberedNames("v", 10000) + " = 1"},
         {"assert returning 10,000 values", "", "local r = assert(" + repeatJoined("1", ",", 10000) + ")"},
         {"table constructor of 10,000 items", "", "local t = {" + repeatJoined("1", ",", 10000) + "}"},
         {"concatenation chain of 2,000 pieces", "", "local s = " + repeatJoined("'abcdefgh'", " .. ", 2000)},

@@ -282,6 +282,8 @@ struct FunctionExpr : Expr, std::enable_shared_from_this<FunctionExpr>
     bool noFunctions = false;
     mutable BlockFrame frame; // evaluator-owned
     std::shared_ptr<const std::string> chunkName; // names the function's errors when a host calls it
+    // Evaluator-owned: no closures and fewer slots than a step's worth, so a call takes the lean path.
+    mutable bool leanFrame = false;
 };
 
 // ---- Statements ----

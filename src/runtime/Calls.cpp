@@ -224,6 +224,7 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
     }
     guardStack(line);
     const FunctionExpr& function = *handle->function;
+    countItems(function.frame.size, line);
     if (function.frame.size == 0)
     {
         return runScriptCall<MultiValue>(function, handle->closure.get(), line); // no parameters or locals: no frame
@@ -239,6 +240,12 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
     environment->setParent(handle->closure.get());
     bindParameters(function, *environment, arguments);
     return runScriptCall<MultiValue>(function, environment.get(), line);
+}
+
+// Out of the call path, whose every instruction counts.
+[[gnu::cold]] [[gnu::noinline]] void LuaVM::Impl::countManyArguments(std::size_t count, std::uint32_t line)
+{
+    countItems(count, line);
 }
 
 // Evaluates a call's arguments left to right straight into the first `bound` slots of the callee's
@@ -258,6 +265,10 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
     }
     const std::vector<ExprPtr>& arguments = call.arguments;
     const std::size_t count = arguments.size();
+    if (count >= kItemsPerStep) [[unlikely]]
+    {
+        countManyArguments(count, call.line);
+    }
     for (std::size_t i = 0; i < count; ++i, ++next)
     {
         const Expr& argument = *arguments[i];
@@ -357,9 +368,9 @@ template <typename Result>
         bindArguments(call, receiver, nullptr, 0, environment);
         return runScriptCall<Result>(function, handle->closure.get(), call.line); // no parameters or locals: no frame
     }
-    if (!function.noFunctions)
+    if (!function.leanFrame) [[unlikely]]
     {
-        return invokeShared<Result>(call, *handle, receiver, environment);
+        return invokeOtherFrame<Result>(call, *handle, receiver, environment);
     }
     Environment frame(frameSlots, function.frame.size);
     frame.setParent(handle->closure.get());
@@ -368,12 +379,22 @@ template <typename Result>
     return runScriptCall<Result>(function, &frame, call.line);
 }
 
-// A body that makes closures: its frame lives on the heap, where a closure can keep it.
+// A body that makes closures, whose frame lives on the heap where a closure can keep it, or a frame of
+// many slots, which spends a step per kItemsPerStep of them (filling and clearing them is the call's work).
 template <typename Result>
-[[gnu::noinline]] Result LuaVM::Impl::invokeShared(const CallExpr& call, LuaFunctionHandle& handle, Value* receiver,
-                                                   Environment* environment)
+[[gnu::noinline]] Result LuaVM::Impl::invokeOtherFrame(const CallExpr& call, LuaFunctionHandle& handle,
+                                                       Value* receiver, Environment* environment)
 {
     const FunctionExpr& function = *handle.function;
+    countItems(function.frame.size, call.line);
+    if (function.noFunctions)
+    {
+        Environment frame(frameSlots, function.frame.size);
+        frame.setParent(handle.closure.get());
+        bindArguments(call, receiver, frame.slots.data(), std::min(function.parameters.size(), frame.slotCount()),
+                      environment);
+        return runScriptCall<Result>(function, &frame, call.line);
+    }
     Ref<Environment> frame = Environment::makeShared(function.frame.size);
     frame->setParent(handle.closure.get());
     bindArguments(call, receiver, frame->slots.data(), std::min(function.parameters.size(), frame->slotCount()),

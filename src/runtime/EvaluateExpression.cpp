@@ -494,6 +494,7 @@ MultiValue LuaVM::Impl::evaluateExpressionList(const std::vector<ExprPtr>& exprs
 {
     MultiValue values;
     const std::size_t count = exprs.size();
+    countItems(count, count ? exprs[0]->line : 0);
     for (std::size_t i = 0; i < count; ++i)
     {
         const Expr& expr = *exprs[i];
@@ -581,6 +582,7 @@ Value LuaVM::Impl::evaluateTable(const TableExpr& expr, Environment* environment
     }
     table->array.reserve(positional);
     table->hash.reserve(expr.fields.size() - positional);
+    countItems(expr.fields.size(), expr.line);
     std::int64_t position = 0;
     for (const TableExpr::Field& field : expr.fields)
     {
@@ -682,6 +684,7 @@ void LuaVM::Impl::collectArguments(const std::vector<ExprPtr>& arguments, Enviro
                                    SmallValueStore<6>& out)
 {
     const std::size_t count = arguments.size();
+    countItems(count, count ? arguments[0]->line : 0);
     for (std::size_t i = 0; i < count; ++i)
     {
         const Expr& argument = *arguments[i];

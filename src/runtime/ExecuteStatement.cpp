@@ -363,6 +363,7 @@ ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environmen
         }
         return ExecStatus::Normal;
     }
+    countItems(targets.size(), statement.line);
     MultiValue results = evaluateExpressionList(values, environment);
     for (std::size_t i = 0; i < targets.size(); ++i)
     {

@@ -139,6 +139,19 @@ public:
     // What an empty function handle from the host becomes: every value needs an object to count on.
     Ref<LuaFunctionHandle> emptyFunction;
 
+    // One shared string per byte value, made on first use: one-character results (string.sub over a
+    // text, character by character) need no allocation of their own.
+    const Value& singleByteString(unsigned char byte)
+    {
+        Value& cached = singleBytes[byte];
+        if (!cached.isString()) [[unlikely]]
+        {
+            const char text = static_cast<char>(byte);
+            cached = Value(std::string_view(&text, 1));
+        }
+        return cached;
+    }
+
     MultiValue pendingReturn;         // values of the return statement being unwound, unless...
     Value pendingValue;               // ...it returned one plain expression: its value waits here
     bool pendingIsValue = false;
@@ -148,6 +161,7 @@ public:
     std::uint64_t stepLimit = 0;                           // 0: unbounded
     std::uint64_t stepsLeft = ~0ULL;                       // counts down during a run
     bool running = false; // a run is in progress (nested runs from host functions share its limits)
+    Value singleBytes[256]; // see singleByteString; last, away from the members every call uses
 
     // Operators on evaluated operands (everything but and/or), with every type check and message.
     Value binaryOperation(const BinaryExpr& expr, const Value& left, const Value& right);
@@ -173,7 +187,7 @@ public:
     template <typename Result>
     Result invokeValue(const CallExpr& call, const Value& callee, Value* receiver, Environment* environment);
     template <typename Result>
-    Result invokeShared(const CallExpr& call, LuaFunctionHandle& handle, Value* receiver, Environment* environment);
+    Result invokeOtherFrame(const CallExpr& call, LuaFunctionHandle& handle, Value* receiver, Environment* environment);
     template <typename Result>
     Result invokeCollected(const CallExpr& call, const Value& callee, Value* receiver, Environment* environment);
     template <typename Result> Result runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line);
@@ -215,6 +229,20 @@ public:
             serviceStep(line);
         }
     }
+    // Lists whose length is in the source (arguments, constructor items, value and target lists, the
+    // slots of a called function's frame): a step per kItemsPerStep items, 64 units an item as for any
+    // element, charged as the list's work begins, so a list of thousands of items cannot hide behind the
+    // one step of its statement or call. Kept out of the loops that evaluate the items.
+    static constexpr std::size_t kItemsPerStep = 16;
+    void countItems(std::size_t count, std::uint32_t line)
+    {
+        if (count >= kItemsPerStep) [[unlikely]]
+        {
+            spendSteps(count / kItemsPerStep, line);
+        }
+    }
+    // The arguments of a call with many of them.
+    void countManyArguments(std::size_t count, std::uint32_t line);
     // Bulk string work: an operation producing `bytes` bytes spends one further step per full
     // kBytesPerStep, so a step's work stays bounded however long the strings grow.
     static constexpr std::uint64_t kBytesPerStep = 1024;

@@ -26,6 +26,35 @@ inline std::uint64_t fnv1a(const void* data, std::size_t length, std::uint64_t h
     return hash;
 }
 
+// Long strings: four independent lanes over 8-byte words, so that hashing a fresh key costs a small
+// fraction of what making its bytes was charged (a byte copied is a unit, a step 1,024 units); FNV-1a
+// takes a multiply per byte. The hash decides no order anyone can see.
+inline std::uint64_t laneHash(const unsigned char* bytes, std::size_t length)
+{
+    constexpr std::uint64_t kMultiplier = 0x9e3779b97f4a7c15ULL;
+    std::uint64_t lanes[4] = {kFnvBasis, kFnvBasis ^ 0x5bd1e9955bd1e995ULL, kFnvBasis ^ 0xc2b2ae3d27d4eb4fULL,
+                              kFnvBasis ^ 0x165667b19e3779f9ULL};
+    std::size_t i = 0;
+    for (; i + 32 <= length; i += 32)
+    {
+        for (int lane = 0; lane < 4; ++lane)
+        {
+            std::uint64_t word;
+            __builtin_memcpy(&word, bytes + i + 8 * lane, sizeof(word));
+            // The rotation carries high bits down, so no two word positions cancel each other out.
+            const std::uint64_t mixed = (lanes[lane] ^ word) * kMultiplier;
+            lanes[lane] = (mixed << 29) | (mixed >> 35);
+        }
+    }
+    std::uint64_t hash = lanes[0] ^ ((lanes[1] << 16) | (lanes[1] >> 48)) ^ ((lanes[2] << 32) | (lanes[2] >> 32)) ^
+                         ((lanes[3] << 48) | (lanes[3] >> 16));
+    hash = fnv1a(bytes + i, length - i, hash ^ length);
+    hash ^= hash >> 33;
+    hash *= 0xff51afd7ed558ccdULL;
+    hash ^= hash >> 33;
+    return hash;
+}
+
 // The bytes follow the header in the same allocation, with a terminating zero for C interfaces.
 class LuaString : public RefObject
 {
@@ -41,12 +70,15 @@ public:
     std::string_view view() const noexcept { return {data(), length_}; }
     std::string str() const { return std::string(data(), length_); }
 
-    // FNV-1a of the bytes, computed once; table keys made from this string reuse it.
+    // The bytes' hash (FNV-1a, or laneHash for long strings), computed once; table keys made from this
+    // string reuse it.
     std::uint64_t bytesHash() const noexcept
     {
         if (!hashed_)
         {
-            hash_ = fnv1a(data(), length_);
+            constexpr std::size_t kLongString = 64;
+            hash_ = length_ < kLongString ? fnv1a(data(), length_)
+                                          : laneHash(reinterpret_cast<const unsigned char*>(data()), length_);
             hashed_ = true;
         }
         return hash_;

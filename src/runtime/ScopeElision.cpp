@@ -179,6 +179,7 @@ private:
     void function(const FunctionExpr& function)
     {
         scope(function.body, function.slotCount, function.noFunctions, function.frame);
+        function.leanFrame = function.noFunctions && function.frame.size < LuaVM::Impl::kItemsPerStep;
     }
 
     void expression(const ExprPtr& expr)

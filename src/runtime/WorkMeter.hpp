@@ -17,7 +17,8 @@ namespace velmar::lua
 //  - a byte (or table slot) examined one at a time: written to the console, parsed as a number, read
 //    in a format, a nil slot passed over: kUnitsPerScanned units;
 //  - an element: a table value moved, copied out or compared, a sort comparison, a value pushed as a
-//    result: kUnitsPerElement units; a value converted for the host, or a match kept or replaced by
+//    result, an item of a list in the source, a slot of a called function's frame: kUnitsPerElement
+//    units (the evaluator charges the last two itself, a step per Impl::kItemsPerStep items); a value converted for the host, or a match kept or replaced by
 //    the pattern functions, counts as several.
 // Every full kUnitsPerStep units of one operation spend one step: 1,024 bytes copied, 128 bytes
 // examined or 16 elements cost a step. The meter settles as the work goes, so an exhausted budget or
@@ -58,6 +59,9 @@ private:
     std::uint32_t line_;
     std::uint64_t pending_ = 0;
 };
+
+static_assert(LuaVM::Impl::kItemsPerStep == WorkMeter::kUnitsPerStep / WorkMeter::kUnitsPerElement,
+              "a source list's item is charged as an element");
 
 // A text being built for a run, whose buffer counts against the run's memory limit as it grows (a
 // breach fails the run with "not enough memory" before the buffer grows).

@@ -84,6 +84,10 @@ MultiValue stringSub(LuaVM& vm, ValueSpan args, unsigned line)
         return MultiValue(subject); // the whole string: share it instead of copying
     }
     const auto size = static_cast<std::size_t>(stop - start + 1);
+    if (size == 1)
+    {
+        return MultiValue(Impl::of(vm).singleByteString(static_cast<unsigned char>(text[start - 1])));
+    }
     WorkMeter meter(Impl::of(vm), line);
     return MultiValue(makeStringMetered(meter, text.substr(static_cast<std::size_t>(start - 1), size)));
 }

@@ -135,6 +135,70 @@ TEST_F(BudgetTest, OrdinaryOperationsSpendNoExtraStep)
     }
 }
 
+// The fewest steps `source` completes in (the step limit at which it first succeeds).
+std::uint64_t stepsToRun(const std::string& setup, const std::string& source)
+{
+    std::uint64_t low = 1;
+    std::uint64_t high = 1u << 16;
+    while (low < high)
+    {
+        const std::uint64_t limit = (low + high) / 2;
+        LuaVM vm;
+        EXPECT_TRUE(vm.runScriptString(setup, "setup.lua").success) << setup;
+        vm.setStepLimit(limit);
+        if (vm.runScriptString(source, "list.lua").success)
+        {
+            high = limit;
+        }
+        else
+        {
+            low = limit + 1;
+        }
+    }
+    return low;
+}
+
+// "x1, x2, ..., xN" (each followed by `tail`), or N copies of `item` when `numbered` is false.
+std::string sourceList(const char* item, int count, bool numbered, const char* tail = "")
+{
+    std::string out;
+    for (int i = 1; i <= count; ++i)
+    {
+        out += (i == 1 ? "" : ", ") + std::string(item) + (numbered ? std::to_string(i) : "") + tail;
+    }
+    return out;
+}
+
+// Lists whose length is in the source spend a step per 16 items over the step of their statement or
+// call, so a statement of thousands of items cannot pass for one step.
+TEST_F(BudgetTest, SourceSizedListsSpendAStepPerSixteenItems)
+{
+    struct Shape
+    {
+        const char* kind;
+        std::string setup;
+        std::string (*source)(int items);
+    };
+    const Shape shapes[] = {
+        {"table constructor", "", [](int n) { return "local t = {" + sourceList("7", n, false) + "}"; }},
+        {"named fields", "", [](int n) { return "local t = {" + sourceList("k", n, true, " = 7") + "}"; }},
+        {"call arguments", "function f() end", [](int n) { return "f(" + sourceList("7", n, false) + ")"; }},
+        {"method call arguments", "o = {} function o.m() end",
+         [](int n) { return "o:m(" + sourceList("7", n, false) + ")"; }},
+        {"parameters", "", [](int n) { return "local function f(" + sourceList("p", n, true) + ") end f()"; }},
+        {"returned values", "", [](int n) { return "local function f() return " + sourceList("7", n, false) +
+                                                   " end local r = f()"; }},
+        {"assignment targets", "", [](int n) { return "local " + sourceList("v", n, true) + " = 1"; }},
+        {"assigned values", "", [](int n) { return "local a, b = " + sourceList("7", n, false); }},
+    };
+    for (const Shape& shape : shapes)
+    {
+        const std::uint64_t one = stepsToRun(shape.setup, shape.source(1));
+        EXPECT_EQ(stepsToRun(shape.setup, shape.source(15)), one) << shape.kind;
+        EXPECT_EQ(stepsToRun(shape.setup, shape.source(1600)), one + 100) << shape.kind;
+    }
+}
+
 // Interrupted from another thread while it is in progress, an operation never completes: the statement
 // after it does not run, and the run fails at the operation's own line.
 TEST_F(BudgetTest, AnInterruptStopsEveryLongOperationInItsMiddle)

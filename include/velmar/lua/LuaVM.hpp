@@ -149,7 +149,9 @@ public:
     //    table.sort, a length that continues through the hash part, four each), a comparison of
     //    table.sort's own order (four for two strings, plus the bytes they share), a field read by
     //    string.unpack; a value converted for print or a host function counts four, a match kept by
-    //    string.gmatch six, a replacement made by string.gsub two;
+    //    string.gmatch six, a replacement made by string.gsub two; an item of a list written in the
+    //    source (the arguments of a call, the items of a table constructor, returned or assigned values,
+    //    assignment targets) and a slot of the frame a called function starts with;
     //  - the pattern functions: 16 units per byte tested against the pattern and per position where
     //    the rest of it is tried, one per byte skipped by a plain byte search or produced by gsub.
     // So an ordinary call on short strings and small tables spends no extra step, and a long operation
