@@ -3,9 +3,9 @@
 
 #include "api/PublicText.hpp"
 #include "runtime/Interpreter.hpp"
+#include "support/Platform.hpp"
 #include "support/StackGuard.hpp"
 
-#include <mutex>
 #include <new>
 #include <unordered_set>
 
@@ -21,7 +21,7 @@ std::atomic<std::uint64_t> gInterpreterSerials{0};
 // first use: a host may create an interpreter during its static initialisation.
 struct LiveInterpreters
 {
-    std::mutex mutex;
+    zq::Mutex mutex;
     std::unordered_set<std::uint64_t> serials;
 };
 LiveInterpreters& liveInterpreters()
@@ -34,7 +34,7 @@ std::uint64_t registerInterpreter()
 {
     const std::uint64_t serial = gInterpreterSerials.fetch_add(1) + 1;
     LiveInterpreters& live = liveInterpreters();
-    const std::lock_guard<std::mutex> lock(live.mutex);
+    const zq::ScopedLock lock(live.mutex);
     live.serials.insert(serial);
     return serial;
 }
@@ -44,7 +44,7 @@ std::uint64_t registerInterpreter()
 bool interpreterExists(std::uint64_t serial)
 {
     LiveInterpreters& live = liveInterpreters();
-    const std::lock_guard<std::mutex> lock(live.mutex);
+    const zq::ScopedLock lock(live.mutex);
     return live.serials.count(serial) != 0;
 }
 
@@ -69,7 +69,7 @@ LuaVM::Impl::~Impl()
     emptyFunction = Ref<LuaFunctionHandle>();
     heap.collect(); // what only cycles still hold goes with the VM
     LiveInterpreters& live = liveInterpreters();
-    const std::lock_guard<std::mutex> lock(live.mutex);
+    const zq::ScopedLock lock(live.mutex);
     live.serials.erase(serial);
 }
 

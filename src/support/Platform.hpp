@@ -12,3 +12,36 @@
 // For state read on hot paths: the general TLS model would cost a call per read.
 #define ZQ_INITIAL_EXEC __attribute__((tls_model("initial-exec")))
 #endif
+
+#if !defined(VELMAR_LUA_BOOT)
+#include <mutex>
+#endif
+
+namespace zq
+{
+
+#if defined(VELMAR_LUA_BOOT)
+// One thread, and no thread library to ask: there is nothing to exclude.
+struct Mutex
+{
+    void lock() noexcept {}
+    void unlock() noexcept {}
+};
+#else
+using Mutex = std::mutex;
+#endif
+
+// Holds a Mutex for the lifetime of the scope.
+class ScopedLock
+{
+public:
+    explicit ScopedLock(Mutex& mutex) : mutex_(mutex) { mutex_.lock(); }
+    ~ScopedLock() { mutex_.unlock(); }
+    ScopedLock(const ScopedLock&) = delete;
+    ScopedLock& operator=(const ScopedLock&) = delete;
+
+private:
+    Mutex& mutex_;
+};
+
+} // namespace zq
