@@ -30,7 +30,7 @@ local function multiplyBoth(x, y, t, n)
   multiplyTransposed(t, y, n)
 end
 
-local function spectral(n)
+local function dominantNormSquared(n)
   local u, v, t = {}, {}, {}
   for i = 0, n - 1 do
     u[i] = 1.0
@@ -48,4 +48,4 @@ local function spectral(n)
   return vBv / vv
 end
 
-print("spectral norm squared x1e9", math.floor(spectral(500) * 1000000000))
+print("dominant norm squared x1e9", math.floor(dominantNormSquared(500) * 1000000000))
