@@ -14,11 +14,18 @@ set(CMAKE_SIZE arm-none-eabi-size)
 # There is nothing to run a test program on while configuring.
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 
-set(VELMAR_BOOT_CPU_FLAGS "-mcpu=cortex-m3 -mthumb --specs=picolibcpp.specs")
-set(CMAKE_C_FLAGS_INIT "${VELMAR_BOOT_CPU_FLAGS} -ffunction-sections -fdata-sections")
-set(CMAKE_CXX_FLAGS_INIT "${VELMAR_BOOT_CPU_FLAGS} -ffunction-sections -fdata-sections")
+# picolibc's headers ahead of the compiler's own C library, its libraries (and the libstdc++ built
+# against it) for this processor's multilib, and thread-local variables without a runtime lookup.
+set(VELMAR_PICOLIBC /usr/lib/picolibc/arm-none-eabi)
+set(VELMAR_BOOT_CPU_FLAGS "-mcpu=cortex-m3 -mthumb")
+set(VELMAR_BOOT_LIBC_FLAGS "-isystem ${VELMAR_PICOLIBC}/include -ftls-model=local-exec")
+set(CMAKE_C_FLAGS_INIT "${VELMAR_BOOT_CPU_FLAGS} ${VELMAR_BOOT_LIBC_FLAGS} -ffunction-sections -fdata-sections")
+set(CMAKE_CXX_FLAGS_INIT "${VELMAR_BOOT_CPU_FLAGS} ${VELMAR_BOOT_LIBC_FLAGS} -ffunction-sections -fdata-sections")
 set(CMAKE_ASM_FLAGS_INIT "${VELMAR_BOOT_CPU_FLAGS}")
-# The compile flags (and so the specs) reach the link line already.
+set(CMAKE_EXE_LINKER_FLAGS_INIT
+    "-L${VELMAR_PICOLIBC}/lib/thumb/v7-m/nofp -L${VELMAR_PICOLIBC}/lib -Wl,--gc-sections")
+set(CMAKE_C_STANDARD_LIBRARIES "-Wl,--start-group -lc -lgcc -Wl,--end-group")
+set(CMAKE_CXX_STANDARD_LIBRARIES "-Wl,--start-group -lc -lgcc -Wl,--end-group")
 
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
