@@ -4,6 +4,7 @@ set(VELMAR_LUA_SRC ${CMAKE_CURRENT_LIST_DIR})
 set(VELMAR_LUA_SUPPORT_SOURCES
     ${VELMAR_LUA_SRC}/support/FileErrors.cpp
     ${VELMAR_LUA_SRC}/support/NumberFormat.cpp
+    ${VELMAR_LUA_SRC}/support/NumberText.cpp
     ${VELMAR_LUA_SRC}/support/Regex.cpp
     ${VELMAR_LUA_SRC}/support/StackGuard.cpp
     ${VELMAR_LUA_SRC}/support/SystemServices.cpp
