@@ -666,7 +666,10 @@ Value LuaVM::Impl::indexValue(const Value& object, const Value& key, std::uint32
         {
             failRuntime(line, "userdata fields must be strings");
         }
-        return nativeObjectField(*this, object.userData(), key, line);
+        {
+            const NativeObject& native = *object.userData();
+            return native.methodNamed ? native.methodNamed(native, key.stringView()) : Value();
+        }
     case ValueKind::Table:
     {
         TableKey tableKey;

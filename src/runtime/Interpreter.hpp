@@ -279,8 +279,6 @@ NativeCallable wrapHostFunction(std::string name, LuaMultiFunction function);
 LuaResult movedFromResult();
 constexpr const char* kMovedFromMessage = "this interpreter was moved from";
 
-// Field lookup on a userdata value: the methods of files and streams (io library).
-Value nativeObjectField(LuaVM::Impl& vm, NativeObject* object, const Value& key, std::uint32_t line);
 // Field lookup on a host object: a field a script stored on it (under any key a table takes), else one of
 // its methods, else nil.
 Value hostObjectField(const LuaObjectHandle* object, const Value& key, std::uint32_t line);
