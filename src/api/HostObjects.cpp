@@ -25,18 +25,7 @@ NativeCallable wrap(std::string name, Function function, Convert convert)
         WorkMeter work(caller, line);
         BridgeMeter meter(work);
         const std::vector<LuaValue> arguments = publicArguments(caller, args, meter);
-        try
-        {
-            return convert(caller, function(vm, arguments));
-        }
-        catch (const RuntimeError&)
-        {
-            throw;
-        }
-        catch (const LuaError& error)
-        {
-            failRuntime(line, name + ": " + error.message());
-        }
+        return asScriptErrors(line, name + ": ", [&] { return convert(caller, function(vm, arguments)); });
     };
 }
 

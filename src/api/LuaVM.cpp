@@ -116,10 +116,12 @@ LuaResult LuaVM::Impl::runGuarded(const std::string* const& chunkName, bool host
         }
     } runFlag{*this, nested};
     running = true;
+    // A host call's own failure (line 0: no script ran yet) and a library error raised outside any
+    // script carry no position.
     const auto failure = [&](std::uint32_t line, bool hasLine, const std::string& message) {
         LuaResult result;
         const bool positioned = chunkName != nullptr && hasLine && !(hostCall && line == 0);
-        result.error = positioned ? *chunkName + ":" + std::to_string(line) + ": " + message : message;
+        result.error = positioned ? positionedMessage(*chunkName, line, message) : message;
         return result;
     };
     try
@@ -133,7 +135,7 @@ LuaResult LuaVM::Impl::runGuarded(const std::string* const& chunkName, bool host
     }
     catch (const ProtectedRuntimeError& error)
     {
-        return failure(error.line, error.hasLine, error.message);
+        return failure(error.line, true, error.message);
     }
     catch (const RunAborted& aborted)
     {
@@ -144,7 +146,7 @@ LuaResult LuaVM::Impl::runGuarded(const std::string* const& chunkName, bool host
     catch (const LuaError& error)
     {
         const auto* runtime = dynamic_cast<const RuntimeError*>(&error);
-        return runtime ? failure(runtime->line, runtime->hasLine, error.message()) : failure(0, false, error.message());
+        return runtime ? failure(runtime->line, true, error.message()) : failure(0, false, error.message());
     }
     catch (const BreakSignal&)
     {
@@ -184,7 +186,7 @@ LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::str
         }
         else if (status == ExecStatus::Break)
         {
-            throw RuntimeError("break outside a loop", pendingBreakLine, true);
+            throw RuntimeError("break outside a loop", pendingBreakLine);
         }
         return result;
     });
@@ -270,14 +272,7 @@ LuaResult LuaVM::Impl::makeFailure(const LuaError& error, const std::string& chu
 {
     LuaResult result;
     const auto* runtime = dynamic_cast<const RuntimeError*>(&error);
-    if (runtime && runtime->hasLine)
-    {
-        result.error = chunkName + ":" + std::to_string(runtime->line) + ": " + error.message();
-    }
-    else
-    {
-        result.error = error.message();
-    }
+    result.error = runtime ? positionedMessage(chunkName, runtime->line, error.message()) : error.message();
     return result;
 }
 

@@ -126,40 +126,31 @@ MultiValue luaError(LuaVM& vm, ValueSpan args, unsigned line)
 MultiValue luaPcall(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("pcall", args.size(), 1, kUnbounded);
-    const std::int32_t depth = gLuaProtectedDepth;
-    ++gLuaProtectedDepth;
-    MultiValue failure;
-    try
+    std::string message;
     {
-        MultiValue results = Impl::of(vm).callValue(args[0], ValueSpan{args.data + 1, args.size() - 1}, line);
-        gLuaProtectedDepth = depth;
-        MultiValue out;
-        out.push(Value(true));
-        for (Value& result : results)
+        const ProtectedCallScope scope; // os.exit, escaping breaks and aborted runs pass through it
+        try
         {
-            out.push(std::move(result));
+            MultiValue results = Impl::of(vm).callValue(args[0], ValueSpan{args.data + 1, args.size() - 1}, line);
+            MultiValue out;
+            out.push(Value(true));
+            for (Value& result : results)
+            {
+                out.push(std::move(result));
+            }
+            return out;
         }
-        return out;
+        catch (const ProtectedRuntimeError& error)
+        {
+            message = error.message;
+        }
+        catch (const zq::exception& error)
+        {
+            message = error.message();
+        }
     }
-    catch (const ProtectedRuntimeError& error)
-    {
-        gLuaProtectedDepth = depth;
-        Impl::of(vm).spendStepsForBytes(error.message.size(), line); // the message becomes a value
-        failure = MultiValue{Value(false), Value(error.message)};
-    }
-    catch (const zq::exception& error)
-    {
-        gLuaProtectedDepth = depth;
-        Impl::of(vm).spendStepsForBytes(error.message().size(), line);
-        failure = MultiValue{Value(false), Value(error.message())};
-    }
-    catch (...)
-    {
-        gLuaProtectedDepth = depth; // os.exit and escaping breaks pass through untouched
-        throw;
-    }
-    gLuaProtectedDepth = depth;
-    return failure;
+    Impl::of(vm).spendStepsForBytes(message.size(), line); // the message becomes a value
+    return MultiValue{Value(false), Value(std::move(message))};
 }
 
 MultiValue luaPairs(LuaVM&, ValueSpan args, unsigned line)
@@ -224,14 +215,7 @@ MultiValue luaPrint(LuaVM& vm, ValueSpan args, unsigned line)
         {
             text += '\t';
         }
-        try
-        {
-            appendPublicText(text, values[i], &sink);
-        }
-        catch (const zq::exception& error)
-        {
-            failRuntime(line, std::string("print: ") + error.message()); // as the host-function bridge names it
-        }
+        asScriptErrors(line, "print: ", [&] { appendPublicText(text, values[i], &sink); }); // named as the host bridge names it
     }
     text += '\n';
     sink.take(text);
