@@ -61,7 +61,7 @@ LuaVM::Impl::Impl(LuaVM* owner) : owner(owner), serial(registerInterpreter())
 LuaVM::Impl::~Impl()
 {
     HeapScope scope(heap);
-    for (Value& global : globalTable.globals)
+    for (Value& global : globals)
     {
         global = Value();
     }
@@ -76,6 +76,7 @@ LuaVM::Impl::~Impl()
 ParsedChunk LuaVM::Impl::parseScript(std::string_view source, const std::string& chunkName)
 {
     ParsedChunk chunk = compileChunk(source, chunkName, globalTable);
+    growGlobals();
     elideEmptyScopes(chunk.statements, chunkName);
     return chunk;
 }

@@ -11,8 +11,7 @@ std::size_t GlobalSlotTable::resolveGlobalSlot(std::string_view name)
     {
         return found->second;
     }
-    const std::size_t slot = globals.size();
-    globals.emplace_back();
+    const std::size_t slot = globalSlots.size();
     globalSlots.emplace(std::string(name), slot);
     return slot;
 }

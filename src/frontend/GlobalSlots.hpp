@@ -2,7 +2,6 @@
 #pragma once
 
 #include "frontend/Ast.hpp"
-#include "runtime/Value.hpp"
 
 #include <functional>
 #include <string>
@@ -19,14 +18,15 @@ struct StringHash
     std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>{}(text); }
 };
 
-// Slots are handed out in order of first mention and never reused, for the life of an interpreter.
+// Global names and their slot numbers; the interpreter holds the values, by slot. Slots are handed out in
+// order of first mention and never reused, for the life of an interpreter.
 struct GlobalSlotTable
 {
     std::unordered_map<std::string, std::size_t, StringHash, std::equal_to<>> globalSlots;
-    std::vector<Value> globals;
 
-    // The slot of a global; a new name gets the next slot, holding nil.
+    // The slot of a global; a new name gets the next slot.
     std::size_t resolveGlobalSlot(std::string_view name);
+    std::size_t size() const noexcept { return globalSlots.size(); }
 };
 
 // Gives every global reference (depth -1) of the tree its slot, creating slots on first mention.
