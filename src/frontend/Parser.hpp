@@ -56,7 +56,8 @@ private:
     {
         if (list.size() == list.capacity())
         {
-            const std::size_t capacity = list.capacity() < 2 ? 2 : 2 * list.capacity();
+            // Most lists hold one item (a target, an argument, a statement): room for one first.
+            const std::size_t capacity = list.capacity() == 0 ? 1 : 2 * list.capacity();
             charge_.add((capacity - list.capacity()) * sizeof(typename List::value_type));
             list.reserve(capacity);
         }
