@@ -12,6 +12,7 @@
 namespace velmar::lua
 {
 
+// Transparent, so that a lookup by string_view needs no temporary string.
 struct StringHash
 {
     using is_transparent = void;
@@ -22,14 +23,15 @@ struct StringHash
 // order of first mention and never reused, for the life of an interpreter.
 struct GlobalSlotTable
 {
-    std::unordered_map<std::string, std::size_t, StringHash, std::equal_to<>> globalSlots;
+    std::unordered_map<std::string, std::size_t, StringHash, std::equal_to<>> globalSlots; // name -> slot
 
     // The slot of a global; a new name gets the next slot.
     std::size_t resolveGlobalSlot(std::string_view name);
     std::size_t size() const noexcept { return globalSlots.size(); }
 };
 
-// Gives every global reference (depth -1) of the tree its slot, creating slots on first mention.
+// Gives every global reference (depth -1) of the tree its slot, creating slots on first mention. Function
+// bodies are bound too, so a global mentioned only inside a function has its slot before the call.
 void bindGlobalSlots(GlobalSlotTable& table, const StmtList& statements);
 void bindGlobalSlots(GlobalSlotTable& table, const ExprPtr& expr);
 void bindGlobalSlots(GlobalSlotTable& table, FunctionExpr& function);
