@@ -69,7 +69,7 @@ using LuaMethods = std::unordered_map<std::string, LuaMethod>;
 //
 // A Lua table arrives as an Array when it is a plain sequence 1..n (nothing else in it; an empty table
 // too) and as a Map otherwise, keyed by text: integer keys as decimal text, booleans as "true" and
-// "false", entries in the table's order (array part first). Going in, an Array becomes the sequence
+// "false", entries in the table's order (array slots first). Going in, an Array becomes the sequence
 // 1..n, and a Map key that is a whole decimal integer becomes an integer key again.
 class VELMAR_LUA_API LuaValue
 {
