@@ -38,9 +38,9 @@ public:
 // option with one value also takes it attached (-eCODE), a long one after "=" (--step-limit=N).
 struct Option
 {
-    const char* name;
-    const char* values;
-    const char* help;
+    const char* name;   // as typed: "-e" or "--step-limit"
+    const char* values; // the names of its values for the help text, "CODE" or "SOURCE OUT"
+    const char* help;   // one line in the help text
     // Records the option; throws UsageError for a bad value.
     void (*apply)(Invocation& invocation, std::span<const std::string> values);
 };

@@ -13,6 +13,7 @@ namespace velmar::cli
 namespace
 {
 
+// To the end of the input; a read interrupted by a signal (Ctrl-C while a pipe is slow) is retried.
 bool readAll(int fd, std::string& text)
 {
     char bytes[65536];
@@ -35,6 +36,7 @@ bool readAll(int fd, std::string& text)
     }
 }
 
+// "what (reason)", the reason in the system's own words.
 std::string because(const std::string& what, int error)
 {
     return what + " (" + std::strerror(error) + ")";
@@ -50,6 +52,7 @@ bool readScriptFile(const std::string& path, std::string& text, std::string& err
         error = because("cannot open " + path, errno);
         return false;
     }
+    // A directory opens fine; refuse it here so the message says what is wrong.
     struct stat info;
     if (::fstat(fd, &info) == 0 && S_ISDIR(info.st_mode))
     {
@@ -58,7 +61,7 @@ bool readScriptFile(const std::string& path, std::string& text, std::string& err
         return false;
     }
     const bool ok = readAll(fd, text);
-    const int readError = errno;
+    const int readError = errno; // before close can change it
     ::close(fd);
     if (!ok)
     {
@@ -77,6 +80,7 @@ bool readStandardInput(std::string& text, std::string& error)
     return true;
 }
 
+// stat follows links, so a link to a script counts; a directory named index.lua does not.
 bool isRegularFile(const std::string& path)
 {
     struct stat info;

@@ -6,6 +6,7 @@ namespace velmar::cli
 namespace
 {
 
+// A loaded file whose bytes start with this is run as a container, whatever its name.
 constexpr std::string_view kContainerMagic = "VLBC";
 
 // Length of the UTF-8 sequence at the start of `text`, 0 when it is not a valid one.
@@ -35,18 +36,20 @@ std::size_t utf8Length(std::string_view text)
 
 } // namespace
 
+// For script files, standard input and -c; -e chunks and prompt lines are taken as typed.
 void skipCommentLine(std::string& text)
 {
     if (text.starts_with("\xEF\xBB\xBF"))
     {
         text.erase(0, 3); // a byte-order mark some editors write
     }
-    if (!text.empty() && text[0] == '#')
+    if (!text.empty() && text[0] == '#') // "#!/usr/bin/env velmarlua" makes a script executable
     {
         text.erase(0, text.find('\n') == std::string::npos ? text.size() : text.find('\n'));
     }
 }
 
+// A container carries its own chunk name, so `chunkName` names only source text.
 velmar::lua::LuaResult runLoadedScript(velmar::lua::LuaVM& vm, std::string text, const std::string& chunkName)
 {
     if (text.starts_with(kContainerMagic))
@@ -59,6 +62,7 @@ velmar::lua::LuaResult runLoadedScript(velmar::lua::LuaVM& vm, std::string text,
     return vm.runScriptString(text, chunkName);
 }
 
+// Valid UTF-8 passes through whole, so messages quoting non-ASCII text stay readable.
 std::string printable(std::string_view message)
 {
     std::string shown;
@@ -66,7 +70,7 @@ std::string printable(std::string_view message)
     for (std::size_t i = 0; i < message.size();)
     {
         const auto byte = static_cast<unsigned char>(message[i]);
-        if (byte >= 0x80)
+        if (byte >= 0x80) // a valid sequence is copied whole; a stray byte falls through to \DDD
         {
             if (const std::size_t length = utf8Length(message.substr(i)); length != 0)
             {

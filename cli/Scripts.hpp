@@ -1,5 +1,5 @@
 // Loading scripts the way the command line does, and showing messages safely. Reading files and
-// standard input is the platform's part (ScriptFiles.cpp on the desktop).
+// standard input is the platform's job (ScriptFiles.cpp on the desktop).
 #pragma once
 
 #include <velmar/lua/LuaVM.hpp>
@@ -28,7 +28,7 @@ velmar::lua::LuaResult runLoadedScript(velmar::lua::LuaVM& vm, std::string text,
 // that line numbers stay.
 void skipCommentLine(std::string& text);
 
-// The message with control bytes (other than tab and line feed), DEL and bytes that are not part of valid
+// The message with control bytes (other than tab and line feed), DEL and bytes that do not belong to valid
 // UTF-8 written as \DDD in decimal, so that it cannot disturb a terminal or be cut short by a zero byte.
 std::string printable(std::string_view message);
 
