@@ -56,7 +56,7 @@ void confineFiles(const char* option, const std::string& directory, bool readOnl
 }
 
 // Every option. Adding one is adding an entry here (and a line in the CLI reference and the manual page,
-// which a test holds to this table). The parser, the help text and those documents all read this table:
+// which a test holds to this table). The parser and the help text both read this table alone:
 // the order here is the help's order, and adjacent entries with the same help text are spellings of one
 // option, listed on one line (-h, --help). Each apply runs as its option is read, left to right.
 constexpr std::array kOptions{
