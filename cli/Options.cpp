@@ -81,10 +81,14 @@ constexpr std::array kOptions{
                invocation.memoryLimit = parseCount("--memory-limit", values[0], true);
            }},
     Option{"--confine", "DIR", "scripts reach only files beneath DIR (names are relative to it)",
-           [](Invocation&, std::span<const std::string> values) { confineFiles("--confine", values[0], false); }},
+           [](Invocation& invocation, std::span<const std::string> values) {
+               confineFiles("--confine", values[0], false);
+               invocation.filesConfined = true;
+           }},
     Option{"--confine-read-only", "DIR", "the same, and scripts can neither write nor delete files",
-           [](Invocation&, std::span<const std::string> values) {
+           [](Invocation& invocation, std::span<const std::string> values) {
                confineFiles("--confine-read-only", values[0], true);
+               invocation.filesConfined = true;
            }},
     Option{"-h", "", "show this help", [](Invocation& invocation, std::span<const std::string>) {
                invocation.showHelp = true;

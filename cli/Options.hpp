@@ -25,6 +25,7 @@ struct Invocation
     std::vector<std::string> compile;  // -c SOURCE OUT
     std::uint64_t stepLimit = 0;       // 0: none
     std::uint64_t memoryLimit = 0;     // 0: none
+    bool filesConfined = false;        // --confine or --confine-read-only: dofile reads beneath DIR too
 };
 
 // A command line that cannot be obeyed; the message names the option and what is wrong with it.

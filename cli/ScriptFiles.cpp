@@ -1,6 +1,8 @@
 // Script files and standard input as the desktop reads them, through the operating system.
 #include "Scripts.hpp"
 
+#include <velmar/lua/HostInterface.hpp>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -68,6 +70,26 @@ bool readScriptFile(const std::string& path, std::string& text, std::string& err
         error = because("cannot read " + path, readError);
     }
     return ok;
+}
+
+bool readHostScriptFile(const std::string& path, std::string& text, std::string& error)
+{
+    const zq_program_api* api = zq_desktop_program_api();
+    zq_file_stat record{};
+    if (api == nullptr || api->stat_file == nullptr || api->stat_file(path.c_str(), &record) == 0)
+    {
+        error = because("cannot open " + path, ENOENT);
+        return false;
+    }
+    if (record.data != nullptr)
+    {
+        text.assign(static_cast<const char*>(record.data), record.size);
+        if (api->release_file_bytes != nullptr)
+        {
+            api->release_file_bytes(record.data);
+        }
+    }
+    return true;
 }
 
 bool readStandardInput(std::string& text, std::string& error)

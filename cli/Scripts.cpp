@@ -34,6 +34,23 @@ std::size_t utf8Length(std::string_view text)
     return length;
 }
 
+// A container starts with the magic and then its version's low byte, a control byte; source text can
+// start with the same four letters ("VLBC = 1") but not go on with a control byte other than a blank.
+bool looksLikeContainer(std::string_view text)
+{
+    if (!text.starts_with(kContainerMagic))
+    {
+        return false;
+    }
+    if (text.size() == kContainerMagic.size())
+    {
+        return true;
+    }
+    const auto next = static_cast<unsigned char>(text[kContainerMagic.size()]);
+    const bool blank = next == ' ' || (next >= '\t' && next <= '\r');
+    return !blank && (next < 0x20 || next >= 0x7F);
+}
+
 } // namespace
 
 // For script files, standard input and -c; -e chunks and prompt lines are taken as typed.
@@ -52,7 +69,7 @@ void skipCommentLine(std::string& text)
 // A container carries its own chunk name, so `chunkName` names only source text.
 velmar::lua::LuaResult runLoadedScript(velmar::lua::LuaVM& vm, std::string text, const std::string& chunkName)
 {
-    if (text.starts_with(kContainerMagic))
+    if (looksLikeContainer(text))
     {
         velmar::lua::LuaBytecode container;
         container.bytes.assign(text.begin(), text.end());

@@ -14,6 +14,10 @@ namespace velmar::cli
 // "cannot read NAME (reason)", the reason as the system gives it.
 bool readScriptFile(const std::string& path, std::string& text, std::string& error);
 
+// Reads a whole script file through the host table's files, as scripts' own io does: under a
+// confinement (--confine) dofile reaches only what io.open reaches. Errors read as readScriptFile's.
+bool readHostScriptFile(const std::string& path, std::string& text, std::string& error);
+
 // Reads all of standard input; on failure `error` reads "cannot read stdin (reason)".
 bool readStandardInput(std::string& text, std::string& error);
 

@@ -26,12 +26,13 @@ struct ExitRequest
 };
 
 // Script files (the one named on the command line and every dofile) are read through the operating
-// system, not the host's file layer, with names relative to the current directory.
-LuaResult loadAndRun(LuaVM& vm, const std::string& path)
+// system, with names relative to the current directory; under a confinement dofile reads through the
+// host table's files instead, so that it reaches nothing io.open could not.
+LuaResult loadAndRun(LuaVM& vm, const std::string& path, bool throughHost = false)
 {
     std::string text;
     LuaResult result;
-    if (!readScriptFile(path, text, result.error))
+    if (!(throughHost ? readHostScriptFile(path, text, result.error) : readScriptFile(path, text, result.error)))
     {
         return result;
     }
@@ -55,13 +56,14 @@ Session::Session(const Invocation& invocation, int argc, const char* const* argv
     }
     vm_.setGlobal("arg", LuaValue(std::move(arg)));
     // A failed script is an ordinary error of the calling run ("dofile: message"), which pcall catches.
-    vm_.bindFunction("dofile", [](LuaVM& vm, const std::vector<LuaValue>& args) -> std::vector<LuaValue> {
+    vm_.bindFunction("dofile", [confined = invocation.filesConfined](LuaVM& vm,
+                                                                    const std::vector<LuaValue>& args) -> std::vector<LuaValue> {
         // The host-function wrapper puts "dofile: " before both messages.
         if (args.empty() || args[0].type() != LuaValue::Type::String)
         {
             throw velmar::lua::LuaError("expects a string argument");
         }
-        LuaResult result = loadAndRun(vm, args[0].asString());
+        LuaResult result = loadAndRun(vm, args[0].asString(), confined);
         if (!result.success)
         {
             throw velmar::lua::LuaError(result.error);
