@@ -138,11 +138,6 @@ const Option* findOption(std::string_view argument, std::optional<std::string>& 
 
 } // namespace
 
-std::span<const Option> commandLineOptions()
-{
-    return kOptions;
-}
-
 // Options come first; the first argument that is not one (or the one after "--") is the script, and it
 // and everything after it go to the script's arg table untouched, dashes included.
 Invocation parseCommandLine(int argc, const char* const* argv)

@@ -46,8 +46,6 @@ struct Option
     void (*apply)(Invocation& invocation, std::span<const std::string> values);
 };
 
-std::span<const Option> commandLineOptions();
-
 // Throws UsageError for an unknown option, a missing or bad value, or options that cannot go together.
 Invocation parseCommandLine(int argc, const char* const* argv);
 
