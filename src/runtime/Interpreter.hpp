@@ -263,6 +263,9 @@ public:
     }
 };
 
+// Decides once how a function body ends (FunctionExpr::bodyEnd and the fields beside it).
+void classifyBodyEnd(const FunctionExpr& function) noexcept;
+
 // Gives every local reference its run-time depth, counting only scopes that hold locals: the
 // evaluator makes no environment for the others.
 void elideEmptyScopes(const StmtList& statements, const std::string& chunkName);
