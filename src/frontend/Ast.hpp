@@ -223,10 +223,8 @@ struct FieldExpr : Expr
     }
     ExprPtr object;
     std::string name;
-    // Evaluator-owned lookup cache.
-    mutable std::size_t cacheVersion = 0;
-    mutable std::int64_t cacheIndex = -1;
-    mutable Value cacheKey;
+    mutable Value cacheKey;           // evaluator-owned: the name's key, made once
+    mutable std::uint32_t lastEntry = 0; // evaluator-owned: where the last table read found the name
 };
 
 struct IndexExpr : Expr
@@ -243,12 +241,6 @@ struct IndexExpr : Expr
     }
     ExprPtr object;
     ExprPtr index;
-    // Evaluator-owned lookup cache.
-    mutable std::size_t cacheVersion = 0;
-    mutable std::uint32_t cacheMisses = 1;
-    mutable std::int64_t cacheIndex = -1;
-    mutable std::string cacheText;
-    mutable Value cacheKey;
 };
 
 struct CallExpr : Expr
@@ -266,6 +258,7 @@ struct CallExpr : Expr
     ExprPtr object; // receiver of a method call
     std::string methodName;
     mutable Value methodKey; // evaluator-owned: the method name's key, made once
+    mutable std::uint32_t lastEntry = 0; // evaluator-owned: where the last method lookup found the name
     // Evaluator-owned: fewer arguments than a step's worth and no final call to expand, so binding them
     // needs no per-call count test and no per-argument look for a final call.
     mutable bool plainArguments = false;

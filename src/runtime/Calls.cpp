@@ -385,7 +385,8 @@ template <typename Result>
     Value receiver = evaluateExpression(*call.object, environment);
     const Value& name = nameKeyOf(call.methodKey, call.methodName);
     const Value callee =
-        receiver.isTable() ? tableGetString(receiver.table(), *name.string()) : indexValue(receiver, name, call.line);
+        receiver.isTable() ? tableGetName(receiver.table(), *name.string(), call.lastEntry)
+                            : indexValue(receiver, name, call.line);
     return invokeValue<Result>(call, callee, &receiver, environment);
 }
 

@@ -240,7 +240,7 @@ template <Operand Object> Value evaluateFieldOfLocal(Impl& vm, const Expr& expr,
     const Value& object = operandIn<Object>(*field.object, environment);
     if (object.isTable())
     {
-        return tableGetString(object.table(), *vm.nameKeyOf(field.cacheKey, field.name).string());
+        return tableGetName(object.table(), *vm.nameKeyOf(field.cacheKey, field.name).string(), field.lastEntry);
     }
     return vm.evaluateField(field, environment);
 }
@@ -623,7 +623,7 @@ Value LuaVM::Impl::evaluateField(const FieldExpr& expr, Environment* environment
     const Value& key = nameKeyOf(expr.cacheKey, expr.name);
     if (object.isTable())
     {
-        return tableGetString(object.table(), *key.string());
+        return tableGetName(object.table(), *key.string(), expr.lastEntry);
     }
     return indexValue(object, key, expr.line);
 }
