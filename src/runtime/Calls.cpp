@@ -449,4 +449,9 @@ Value LuaVM::Impl::callExpressionOne(const CallExpr& call, Environment* environm
     return invokeCall<Value>(call, environment);
 }
 
+Value LuaVM::Impl::evaluateCall(Impl& vm, const Expr& expr, Environment* environment)
+{
+    return vm.invokeCall<Value>(static_cast<const CallExpr&>(expr), environment);
+}
+
 } // namespace velmar::lua

@@ -282,11 +282,6 @@ template <Operand Object> ExprEvaluator indexOfLocal(const IndexExpr& index)
     }
 }
 
-Value evaluateCallNode(Impl& vm, const Expr& expr, Environment* environment)
-{
-    return vm.callExpressionOne(static_cast<const CallExpr&>(expr), environment);
-}
-
 Value evaluateFunctionNode(Impl& vm, const Expr& expr, Environment* environment)
 {
     return vm.makeScriptFunction("<anonymous>", static_cast<const FunctionExpr&>(expr), environment);
@@ -471,7 +466,7 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
         return operandShape(*index.object) == Operand::LocalHere ? indexOfLocal<Operand::LocalHere>(index)
                                                                  : indexOfLocal<Operand::Local>(index);
     }
-    case ExprKind::Call: return &evaluateCallNode;
+    case ExprKind::Call: return &Impl::evaluateCall;
     case ExprKind::Function: return &evaluateFunctionNode;
     }
     return &evaluateBinaryNode; // a tag outside the enum fails there with "unsupported expression"

@@ -64,6 +64,8 @@ public:
     MultiValue callExpression(const CallExpr& call, Environment* environment);
     // A call whose first result alone is wanted (or none, as in a call statement).
     Value callExpressionOne(const CallExpr& call, Environment* environment);
+    // The evaluator of call nodes: straight into the call path.
+    static Value evaluateCall(Impl& vm, const Expr& expr, Environment* environment);
     MultiValue callHandle(LuaFunctionHandle* handle, ValueSpan arguments, std::uint32_t line);
     Value makeScriptFunction(std::string name, const FunctionExpr& function, Environment* current);
 
