@@ -263,7 +263,7 @@ inline void tableSetInteger(Table* table, std::int64_t index, Value value)
     const auto& entries = table->hash.entries();
     if (lastEntry < entries.size())
     {
-        const HashPart::Entry& entry = entries[lastEntry];
+        const auto& entry = entries[lastEntry];
         if (entry.key.asValue().isString() && entry.key.asValue().string() == &key && entry.live())
         {
             return entry.value;
@@ -273,7 +273,7 @@ inline void tableSetInteger(Table* table, std::int64_t index, Value value)
     {
         return Value();
     }
-    const HashPart::Entry* entry = table->hash.findString(key, key.bytesHash() ^ kStringKeyHashSalt);
+    const auto* entry = table->hash.findString(key, key.bytesHash() ^ kStringKeyHashSalt);
     if (!entry)
     {
         return Value();
