@@ -223,10 +223,8 @@ struct FieldExpr : Expr
     }
     ExprPtr object;
     std::string name;
-    // Evaluator-owned lookup cache.
-    mutable std::size_t cacheVersion = 0;
-    mutable std::int64_t cacheIndex = -1;
-    mutable Value cacheKey;
+    mutable Value cacheKey;           // evaluator-owned: the name's key, made once
+    mutable std::uint32_t lastEntry = 0; // evaluator-owned: where the last table read found the name
 };
 
 struct IndexExpr : Expr
@@ -243,12 +241,6 @@ struct IndexExpr : Expr
     }
     ExprPtr object;
     ExprPtr index;
-    // Evaluator-owned lookup cache.
-    mutable std::size_t cacheVersion = 0;
-    mutable std::uint32_t cacheMisses = 1;
-    mutable std::int64_t cacheIndex = -1;
-    mutable std::string cacheText;
-    mutable Value cacheKey;
 };
 
 struct CallExpr : Expr
@@ -266,6 +258,10 @@ struct CallExpr : Expr
     ExprPtr object; // receiver of a method call
     std::string methodName;
     mutable Value methodKey; // evaluator-owned: the method name's key, made once
+    mutable std::uint32_t lastEntry = 0; // evaluator-owned: where the last method lookup found the name
+    // Evaluator-owned: fewer arguments than a step's worth and no final call to expand, so binding them
+    // needs no per-call count test and no per-argument look for a final call.
+    mutable bool plainArguments = false;
 };
 
 struct FunctionExpr : Expr, std::enable_shared_from_this<FunctionExpr>
@@ -284,6 +280,20 @@ struct FunctionExpr : Expr, std::enable_shared_from_this<FunctionExpr>
     std::shared_ptr<const std::string> chunkName; // names the function's errors when a host calls it
     // Evaluator-owned: no closures and fewer slots than a step's worth, so a call takes the lean path.
     mutable bool leanFrame = false;
+    // Evaluator-owned: how the body ends, decided once, so a call does not look at its last statement.
+    enum class BodyEnd : std::uint8_t
+    {
+        Unknown,       // not decided yet
+        Statements,    // no final return: every statement runs as one
+        ReturnNothing, // a final `return` without values
+        ReturnOne,     // a final `return e`, e not a call
+        ReturnCall,    // a final `return f(...)`
+        ReturnList,    // a final return of several values
+    };
+    mutable BodyEnd bodyEnd = BodyEnd::Unknown;
+    mutable std::size_t leadingCount = 0;      // the statements before the final return (all without one)
+    mutable const Expr* tailValue = nullptr;   // the one expression of a final ReturnOne or ReturnCall
+    mutable const std::vector<ExprPtr>* tailValues = nullptr; // a final ReturnList's expressions
 };
 
 // ---- Statements ----

@@ -82,15 +82,21 @@ template <> MultiValue LuaVM::Impl::takePendingReturn<MultiValue>()
     return std::move(pendingReturn);
 }
 
-template <> Value LuaVM::Impl::takePendingReturn<Value>()
+// A return statement's list of values, when the caller wants the first alone.
+[[gnu::noinline]] static Value takeFirstPending(MultiValue& pending)
 {
-    if (pendingIsValue)
+    Value first = pending.empty() ? Value() : std::move(pending[0]);
+    pending.clear();
+    return first;
+}
+
+template <> [[gnu::always_inline]] inline Value LuaVM::Impl::takePendingReturn<Value>()
+{
+    if (pendingIsValue) [[likely]]
     {
         return std::move(pendingValue);
     }
-    Value first = pendingReturn.empty() ? Value() : std::move(pendingReturn[0]);
-    pendingReturn.clear();
-    return first;
+    return takeFirstPending(pendingReturn);
 }
 
 MultiValue LuaVM::Impl::takeReturnValues()
@@ -113,51 +119,69 @@ template <typename Result>
     }
 }
 
+void classifyBodyEnd(const FunctionExpr& function) noexcept
+{
+    using End = FunctionExpr::BodyEnd;
+    const StmtList& body = function.body;
+    function.tailValue = nullptr;
+    function.tailValues = nullptr;
+    if (body.empty() || body.back()->kind != StmtKind::Return)
+    {
+        function.leadingCount = body.size();
+        function.bodyEnd = End::Statements;
+        return;
+    }
+    function.leadingCount = body.size() - 1;
+    const auto& tail = static_cast<const ReturnStmt&>(*body.back());
+    if (tail.values.empty())
+    {
+        function.bodyEnd = End::ReturnNothing;
+    }
+    else if (tail.values.size() == 1)
+    {
+        function.tailValue = tail.values[0].get();
+        function.bodyEnd = function.tailValue->kind == ExprKind::Call ? End::ReturnCall : End::ReturnOne;
+    }
+    else
+    {
+        function.tailValues = &tail.values;
+        function.bodyEnd = End::ReturnList;
+    }
+}
+
 template <typename Result>
 [[gnu::always_inline]] inline Result LuaVM::Impl::runFunctionBody(const FunctionExpr& function, Environment* environment)
 {
-    const StmtList& body = function.body;
-    const std::size_t count = body.size();
-    // The common tail return is evaluated in place instead of unwinding as an outcome.
-    if (count != 0 && body.back()->kind == StmtKind::Return)
+    using End = FunctionExpr::BodyEnd;
+    if (function.bodyEnd == End::Unknown) [[unlikely]]
     {
-        for (std::size_t i = 0; i + 1 < count; ++i)
+        classifyBodyEnd(function);
+    }
+    // The statements before a final return; that return is evaluated in place, without a step of its
+    // own, instead of unwinding as an outcome.
+    const StmtPtr* statements = function.body.data();
+    const std::size_t leading = function.leadingCount;
+    for (std::size_t i = 0; i < leading; ++i)
+    {
+        const Stmt& statement = *statements[i];
+        countStep(statement.line);
+        const ExecStatus status = statement.execute(*this, statement, environment);
+        if (status != ExecStatus::Normal) [[unlikely]]
         {
-            const Stmt& statement = *body[i];
-            countStep(statement.line);
-            const ExecStatus status = statement.execute(*this, statement, environment);
             if (status == ExecStatus::Return)
             {
                 return takePendingReturn<Result>();
             }
-            if (status == ExecStatus::Break)
-            {
-                throw BreakSignal{};
-            }
+            throw BreakSignal{}; // ends the caller's innermost loop
         }
-        const auto& tail = static_cast<const ReturnStmt&>(*body.back());
-        if (tail.values.empty())
-        {
-            return Result();
-        }
-        if (tail.values.size() == 1)
-        {
-            const Expr& value = *tail.values[0];
-            if (value.kind == ExprKind::Call)
-            {
-                return invokeCall<Result>(static_cast<const CallExpr&>(value), environment);
-            }
-            return Result(evaluateExpression(value, environment));
-        }
-        return evaluateReturnList<Result>(tail.values, environment);
     }
-    switch (executeStatements(body, environment))
+    switch (function.bodyEnd)
     {
-    case ExecStatus::Normal: return Result();
-    case ExecStatus::Return: return takePendingReturn<Result>();
-    case ExecStatus::Break: throw BreakSignal{}; // ends the caller's innermost loop
+    case End::ReturnOne: return Result(evaluateExpression(*function.tailValue, environment));
+    case End::ReturnCall: return invokeCall<Result>(static_cast<const CallExpr&>(*function.tailValue), environment);
+    case End::ReturnList: return evaluateReturnList<Result>(*function.tailValues, environment);
+    default: return Result(); // no return, or one without values
     }
-    return Result();
 }
 
 template <typename Result>
@@ -265,6 +289,18 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
     }
     const std::vector<ExprPtr>& arguments = call.arguments;
     const std::size_t count = arguments.size();
+    if (call.plainArguments) [[likely]] // decided once for the node: no count to charge, no final call
+    {
+        for (std::size_t i = 0; i < count; ++i, ++next)
+        {
+            Value value = evaluateExpression(*arguments[i], environment);
+            if (next < bound)
+            {
+                slots[next] = std::move(value);
+            }
+        }
+        return;
+    }
     if (count >= kItemsPerStep) [[unlikely]]
     {
         countManyArguments(count, call.line);
@@ -349,7 +385,8 @@ template <typename Result>
     Value receiver = evaluateExpression(*call.object, environment);
     const Value& name = nameKeyOf(call.methodKey, call.methodName);
     const Value callee =
-        receiver.isTable() ? tableGetString(receiver.table(), *name.string()) : indexValue(receiver, name, call.line);
+        receiver.isTable() ? tableGetName(receiver.table(), *name.string(), call.lastEntry)
+                            : indexValue(receiver, name, call.line);
     return invokeValue<Result>(call, callee, &receiver, environment);
 }
 
@@ -410,6 +447,11 @@ MultiValue LuaVM::Impl::callExpression(const CallExpr& call, Environment* enviro
 Value LuaVM::Impl::callExpressionOne(const CallExpr& call, Environment* environment)
 {
     return invokeCall<Value>(call, environment);
+}
+
+Value LuaVM::Impl::evaluateCall(Impl& vm, const Expr& expr, Environment* environment)
+{
+    return vm.invokeCall<Value>(static_cast<const CallExpr&>(expr), environment);
 }
 
 } // namespace velmar::lua

@@ -240,7 +240,7 @@ template <Operand Object> Value evaluateFieldOfLocal(Impl& vm, const Expr& expr,
     const Value& object = operandIn<Object>(*field.object, environment);
     if (object.isTable())
     {
-        return tableGetString(object.table(), *vm.nameKeyOf(field.cacheKey, field.name).string());
+        return tableGetName(object.table(), *vm.nameKeyOf(field.cacheKey, field.name).string(), field.lastEntry);
     }
     return vm.evaluateField(field, environment);
 }
@@ -280,11 +280,6 @@ template <Operand Object> ExprEvaluator indexOfLocal(const IndexExpr& index)
     case Operand::Local: return &evaluateIndexOfLocal<Object, Operand::Local>;
     default: return &evaluateIndexOfLocal<Object, Operand::Any>;
     }
-}
-
-Value evaluateCallNode(Impl& vm, const Expr& expr, Environment* environment)
-{
-    return vm.callExpressionOne(static_cast<const CallExpr&>(expr), environment);
 }
 
 Value evaluateFunctionNode(Impl& vm, const Expr& expr, Environment* environment)
@@ -471,7 +466,7 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
         return operandShape(*index.object) == Operand::LocalHere ? indexOfLocal<Operand::LocalHere>(index)
                                                                  : indexOfLocal<Operand::Local>(index);
     }
-    case ExprKind::Call: return &evaluateCallNode;
+    case ExprKind::Call: return &Impl::evaluateCall;
     case ExprKind::Function: return &evaluateFunctionNode;
     }
     return &evaluateBinaryNode; // a tag outside the enum fails there with "unsupported expression"
@@ -623,7 +618,7 @@ Value LuaVM::Impl::evaluateField(const FieldExpr& expr, Environment* environment
     const Value& key = nameKeyOf(expr.cacheKey, expr.name);
     if (object.isTable())
     {
-        return tableGetString(object.table(), *key.string());
+        return tableGetName(object.table(), *key.string(), expr.lastEntry);
     }
     return indexValue(object, key, expr.line);
 }

@@ -77,6 +77,8 @@ public:
     MultiValue callExpression(const CallExpr& call, Environment* environment);
     // A call whose first result alone is wanted (or none, as in a call statement).
     Value callExpressionOne(const CallExpr& call, Environment* environment);
+    // The evaluator of call nodes: straight into the call path.
+    static Value evaluateCall(Impl& vm, const Expr& expr, Environment* environment);
     MultiValue callHandle(LuaFunctionHandle* handle, ValueSpan arguments, std::uint32_t line);
     Value makeScriptFunction(std::string name, const FunctionExpr& function, Environment* current);
 
@@ -276,6 +278,9 @@ public:
         }
     }
 };
+
+// Decides once how a function body ends (FunctionExpr::bodyEnd and the fields beside it).
+void classifyBodyEnd(const FunctionExpr& function) noexcept;
 
 // Gives every local reference its run-time depth, counting only scopes that hold locals: the
 // evaluator makes no environment for the others.

@@ -180,6 +180,7 @@ private:
     {
         scope(function.body, function.slotCount, function.noFunctions, function.frame);
         function.leanFrame = function.noFunctions && function.frame.size < LuaVM::Impl::kItemsPerStep;
+        classifyBodyEnd(function);
     }
 
     void expression(const ExprPtr& expr)
@@ -227,6 +228,8 @@ private:
             expression(call.object);
             expression(call.callee);
             list(call.arguments);
+            call.plainArguments = call.arguments.size() < LuaVM::Impl::kItemsPerStep &&
+                                  (call.arguments.empty() || call.arguments.back()->kind != ExprKind::Call);
             return;
         }
         case ExprKind::Function: function(static_cast<const FunctionExpr&>(*expr)); return;

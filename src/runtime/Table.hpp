@@ -250,6 +250,38 @@ inline void tableSetInteger(Table* table, std::int64_t index, Value value)
     return entry ? entry->value : Value();
 }
 
+// tableGetString for a name read at one place in the tree, again and again on tables of one shape: the
+// entry position where the last read found the name is tried first. The try is exact: a live entry
+// holding this very string object is the name's only entry. Names are interned, so tables built with
+// named fields hold the same object.
+[[gnu::always_inline]] inline Value tableGetName(const Table* table, const LuaString& key, std::uint32_t& lastEntry)
+{
+    if (!table)
+    {
+        return Value();
+    }
+    const auto& entries = table->hash.entries();
+    if (lastEntry < entries.size())
+    {
+        const auto& entry = entries[lastEntry];
+        if (entry.key.asValue().isString() && entry.key.asValue().string() == &key && entry.live())
+        {
+            return entry.value;
+        }
+    }
+    if (table->hash.empty())
+    {
+        return Value();
+    }
+    const auto* entry = table->hash.findString(key, key.bytesHash() ^ kStringKeyHashSalt);
+    if (!entry)
+    {
+        return Value();
+    }
+    lastEntry = static_cast<std::uint32_t>(entry - entries.data());
+    return entry->value;
+}
+
 // Stores t[key] for a string key. Overwriting an existing field with a non-nil value is done in place,
 // without building a key; everything else is tableSetByKey's.
 inline void tableSetString(Table* table, const Value& key, Value value)

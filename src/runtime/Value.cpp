@@ -52,23 +52,6 @@ Value::Value(Ref<LuaFunctionHandle> function) noexcept : Value(ValueKind::Functi
 Value::Value(Ref<NativeObject> object) noexcept : Value(ValueKind::UserData, object.release()) {}
 Value::Value(Ref<IteratorState> iterator) noexcept : Value(ValueKind::Iterator, iterator.release()) {}
 
-Table* Value::table() const noexcept
-{
-    return static_cast<Table*>(bits_.object);
-}
-LuaFunctionHandle* Value::function() const noexcept
-{
-    return static_cast<LuaFunctionHandle*>(bits_.object);
-}
-NativeObject* Value::userData() const noexcept
-{
-    return static_cast<NativeObject*>(bits_.object);
-}
-IteratorState* Value::iterator() const noexcept
-{
-    return static_cast<IteratorState*>(bits_.object);
-}
-
 void Value::destroyObject(ValueKind kind, RefObject* object) noexcept
 {
     switch (kind)

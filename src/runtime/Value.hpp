@@ -120,10 +120,12 @@ public:
     bool boolean() const noexcept { return bits_.boolean; }
     LuaString* string() const noexcept { return static_cast<LuaString*>(bits_.object); }
     std::string_view stringView() const noexcept { return string()->view(); }
-    Table* table() const noexcept;
-    LuaFunctionHandle* function() const noexcept;
-    NativeObject* userData() const noexcept;
-    IteratorState* iterator() const noexcept;
+    // Templates only so that they compile where the object's class is complete (every caller that uses
+    // the pointer): inline, they cost no call on the evaluator's hottest paths.
+    template <typename T = Table> T* table() const noexcept { return static_cast<T*>(bits_.object); }
+    template <typename T = LuaFunctionHandle> T* function() const noexcept { return static_cast<T*>(bits_.object); }
+    template <typename T = NativeObject> T* userData() const noexcept { return static_cast<T*>(bits_.object); }
+    template <typename T = IteratorState> T* iterator() const noexcept { return static_cast<T*>(bits_.object); }
     const void* objectAddress() const noexcept { return bits_.object; }
 
     // The text that tostring and concatenation show.
