@@ -29,6 +29,7 @@ set(VELMAR_LUA_FRONTEND_SOURCES
     ${VELMAR_LUA_SRC}/frontend/Lexer.cpp
     ${VELMAR_LUA_SRC}/frontend/Parser.cpp
     ${VELMAR_LUA_SRC}/frontend/Resolver.cpp
+    ${VELMAR_LUA_SRC}/frontend/ScopeElision.cpp
 )
 
 set(VELMAR_LUA_RUNTIME_SOURCES
@@ -36,7 +37,6 @@ set(VELMAR_LUA_RUNTIME_SOURCES
     ${VELMAR_LUA_SRC}/runtime/EvaluateExpression.cpp
     ${VELMAR_LUA_SRC}/runtime/ExecuteStatement.cpp
     ${VELMAR_LUA_SRC}/runtime/Iterator.cpp
-    ${VELMAR_LUA_SRC}/runtime/ScopeElision.cpp
     ${VELMAR_LUA_SRC}/runtime/Heap.cpp
     ${VELMAR_LUA_SRC}/runtime/Table.cpp
     ${VELMAR_LUA_SRC}/runtime/Value.cpp

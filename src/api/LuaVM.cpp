@@ -86,7 +86,6 @@ ParsedChunk LuaVM::Impl::parseScript(std::string_view source, const std::string&
 {
     ParsedChunk chunk = compileChunk(source, chunkName, globalTable);
     growGlobals(); // the slots the chunk added hold nil until set
-    elideEmptyScopes(chunk.statements, chunkName);
     return chunk;
 }
 

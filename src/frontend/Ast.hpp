@@ -43,6 +43,11 @@ enum class ExprKind : std::uint32_t
 struct Expr;
 struct Stmt;
 
+// A list whose length is in the source (arguments, constructor items, value and target lists, a called
+// function's frame) spends a step per this many items when it runs; the scope pass decides by it which
+// calls and functions are too short to count.
+inline constexpr std::size_t kListItemsPerStep = 16;
+
 // Evaluator-owned: where a block's locals live at run time, decided once by the scope pass. A block
 // that makes no closures shares the frame of the outermost such scope around it (its region): its
 // locals are slots at an offset of that frame, and entering it makes no environment.
@@ -223,7 +228,7 @@ struct FieldExpr : Expr
     }
     ExprPtr object;
     std::string name;
-    mutable Value cacheKey;           // evaluator-owned: the name's key, made once
+    mutable Value nameKey;               // evaluator-owned: the name's key, made once
     mutable std::uint32_t lastEntry = 0; // evaluator-owned: where the last table read found the name
 };
 
@@ -257,7 +262,7 @@ struct CallExpr : Expr
     std::vector<ExprPtr> arguments;
     ExprPtr object; // receiver of a method call
     std::string methodName;
-    mutable Value methodKey; // evaluator-owned: the method name's key, made once
+    mutable Value nameKey; // evaluator-owned: the method name's key, made once
     mutable std::uint32_t lastEntry = 0; // evaluator-owned: where the last method lookup found the name
     // Evaluator-owned: fewer arguments than a step's worth and no final call to expand, so binding them
     // needs no per-call count test and no per-argument look for a final call.

@@ -3,6 +3,7 @@
 
 #include "frontend/Parser.hpp"
 #include "frontend/Resolver.hpp"
+#include "frontend/ScopeElision.hpp"
 #include "support/StackGuard.hpp"
 
 namespace velmar::lua
@@ -22,6 +23,7 @@ ParsedChunk compileChunk(std::string_view source, const std::string& chunkName, 
     resolver.beginScope();
     resolver.resolveStatements(chunk.statements);
     chunk.localCount = resolver.endScope();
+    elideEmptyScopes(chunk.statements, chunkName);
     // Last, so that a chunk that fails to compile leaves the global table as it was; the resolver has
     // marked the globals (depth -1) that need slots.
     bindGlobalSlots(globals, chunk.statements);

@@ -1,4 +1,4 @@
-// The compile driver: source text to a resolved, slot-bound statement list.
+// The compile driver: source text to a resolved, slot-bound statement list with its run-time frames decided.
 #pragma once
 
 #include "frontend/Ast.hpp"

@@ -1,4 +1,5 @@
 // Calls: script errors, environments, closures, and calling script and native functions.
+#include "frontend/ScopeElision.hpp"
 #include "runtime/Interpreter.hpp"
 #include "support/Platform.hpp"
 
@@ -116,36 +117,6 @@ template <typename Result>
     else
     {
         return results;
-    }
-}
-
-void classifyBodyEnd(const FunctionExpr& function) noexcept
-{
-    using End = FunctionExpr::BodyEnd;
-    const StmtList& body = function.body;
-    function.tailValue = nullptr;
-    function.tailValues = nullptr;
-    if (body.empty() || body.back()->kind != StmtKind::Return)
-    {
-        function.leadingCount = body.size();
-        function.bodyEnd = End::Statements;
-        return;
-    }
-    function.leadingCount = body.size() - 1;
-    const auto& tail = static_cast<const ReturnStmt&>(*body.back());
-    if (tail.values.empty())
-    {
-        function.bodyEnd = End::ReturnNothing;
-    }
-    else if (tail.values.size() == 1)
-    {
-        function.tailValue = tail.values[0].get();
-        function.bodyEnd = function.tailValue->kind == ExprKind::Call ? End::ReturnCall : End::ReturnOne;
-    }
-    else
-    {
-        function.tailValues = &tail.values;
-        function.bodyEnd = End::ReturnList;
     }
 }
 
@@ -383,7 +354,7 @@ template <typename Result>
 [[gnu::noinline]] Result LuaVM::Impl::invokeMethod(const CallExpr& call, Environment* environment)
 {
     Value receiver = evaluateExpression(*call.object, environment);
-    const Value& name = nameKeyOf(call.methodKey, call.methodName);
+    const Value& name = nameKeyOf(call.nameKey, call.methodName);
     const Value callee =
         receiver.isTable() ? tableGetName(receiver.table(), *name.string(), call.lastEntry)
                             : indexValue(receiver, name, call.line);

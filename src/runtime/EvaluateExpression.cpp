@@ -240,7 +240,7 @@ template <Operand Object> Value evaluateFieldOfLocal(Impl& vm, const Expr& expr,
     const Value& object = operandIn<Object>(*field.object, environment);
     if (object.isTable())
     {
-        return tableGetName(object.table(), *vm.nameKeyOf(field.cacheKey, field.name).string(), field.lastEntry);
+        return tableGetName(object.table(), *vm.nameKeyOf(field.nameKey, field.name).string(), field.lastEntry);
     }
     return vm.evaluateField(field, environment);
 }
@@ -615,7 +615,7 @@ Value LuaVM::Impl::evaluateField(const FieldExpr& expr, Environment* environment
 {
     guardStack(expr.line);
     const Value object = evaluateExpression(*expr.object, environment);
-    const Value& key = nameKeyOf(expr.cacheKey, expr.name);
+    const Value& key = nameKeyOf(expr.nameKey, expr.name);
     if (object.isTable())
     {
         return tableGetName(object.table(), *key.string(), expr.lastEntry);

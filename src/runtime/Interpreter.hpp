@@ -249,7 +249,7 @@ public:
     // slots of a called function's frame): a step per kItemsPerStep items, 64 units an item as for any
     // element, charged as the list's work begins, so a list of thousands of items cannot hide behind the
     // one step of its statement or call. Kept out of the loops that evaluate the items.
-    static constexpr std::size_t kItemsPerStep = 16;
+    static constexpr std::size_t kItemsPerStep = kListItemsPerStep;
     void countItems(std::size_t count, std::uint32_t line)
     {
         if (count >= kItemsPerStep) [[unlikely]]
@@ -279,12 +279,6 @@ public:
     }
 };
 
-// Decides once how a function body ends (FunctionExpr::bodyEnd and the fields beside it).
-void classifyBodyEnd(const FunctionExpr& function) noexcept;
-
-// Gives every local reference its run-time depth, counting only scopes that hold locals: the
-// evaluator makes no environment for the others.
-void elideEmptyScopes(const StmtList& statements, const std::string& chunkName);
 
 // Whether the interpreter with this serial still exists.
 bool interpreterExists(std::uint64_t serial);

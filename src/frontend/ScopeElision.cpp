@@ -1,9 +1,11 @@
-// Decides where locals live at run time. Scopes without locals get no environment; a scope that makes no
+// The front end's last pass: decides where locals live at run time. Scopes without locals get no environment; a scope that makes no
 // closures gives one flat frame to every block nested in it (its region), at offsets after its own
 // slots. References count only the environments that exist and address the slot in the frame they
 // reach. The resolver's depths and slots stay as they are; the evaluator uses `runtimeDepth` and
 // `runtimeSlot`.
-#include "runtime/Interpreter.hpp"
+#include "frontend/ScopeElision.hpp"
+
+#include "frontend/Lexer.hpp"
 #include "support/StackGuard.hpp"
 
 #include <algorithm>
@@ -11,6 +13,37 @@
 
 namespace velmar::lua
 {
+
+void classifyBodyEnd(const FunctionExpr& function) noexcept
+{
+    using End = FunctionExpr::BodyEnd;
+    const StmtList& body = function.body;
+    function.tailValue = nullptr;
+    function.tailValues = nullptr;
+    if (body.empty() || body.back()->kind != StmtKind::Return)
+    {
+        function.leadingCount = body.size();
+        function.bodyEnd = End::Statements;
+        return;
+    }
+    function.leadingCount = body.size() - 1;
+    const auto& tail = static_cast<const ReturnStmt&>(*body.back());
+    if (tail.values.empty())
+    {
+        function.bodyEnd = End::ReturnNothing;
+    }
+    else if (tail.values.size() == 1)
+    {
+        function.tailValue = tail.values[0].get();
+        function.bodyEnd = function.tailValue->kind == ExprKind::Call ? End::ReturnCall : End::ReturnOne;
+    }
+    else
+    {
+        function.tailValues = &tail.values;
+        function.bodyEnd = End::ReturnList;
+    }
+}
+
 namespace
 {
 
@@ -58,7 +91,7 @@ private:
     {
         if (zq::stackExhausted())
         {
-            throw zq::runtime_error(chunkName_ + ":" + std::to_string(line) + ":1: nesting too deep");
+            failParse(chunkName_, line, 1, "nesting too deep");
         }
     }
 
@@ -179,7 +212,7 @@ private:
     void function(const FunctionExpr& function)
     {
         scope(function.body, function.slotCount, function.noFunctions, function.frame);
-        function.leanFrame = function.noFunctions && function.frame.size < LuaVM::Impl::kItemsPerStep;
+        function.leanFrame = function.noFunctions && function.frame.size < kListItemsPerStep;
         classifyBodyEnd(function);
     }
 
@@ -228,7 +261,7 @@ private:
             expression(call.object);
             expression(call.callee);
             list(call.arguments);
-            call.plainArguments = call.arguments.size() < LuaVM::Impl::kItemsPerStep &&
+            call.plainArguments = call.arguments.size() < kListItemsPerStep &&
                                   (call.arguments.empty() || call.arguments.back()->kind != ExprKind::Call);
             return;
         }
