@@ -144,11 +144,12 @@ struct VariableExpr : Expr
 {
     static constexpr ExprKind kKind = ExprKind::Variable;
     VariableExpr(std::string name, std::uint32_t line) : Expr(kKind, line), name(std::move(name)) {}
+    // Slot numbers are 32-bit and packed together: a large script holds hundreds of thousands of these.
     std::string name;
     std::int32_t depth = -1; // -1: not a local
-    std::size_t slot = 0;
+    std::uint32_t slot = 0;
+    std::uint32_t globalSlot = 0;
     bool hasGlobalSlot = false;
-    std::size_t globalSlot = 0;
     mutable std::int32_t runtimeDepth = -1; // evaluator-owned: environments actually walked
     mutable std::uint32_t runtimeSlot = 0;  // evaluator-owned: the slot in the environment reached
 };
@@ -204,12 +205,12 @@ struct TableExpr : Expr
     };
     struct Field
     {
-        FieldKind kind = FieldKind::Positional;
         std::string name;
         ExprPtr key;
         ExprPtr value;
-        std::uint32_t line = 1;
         mutable Value nameKey; // evaluator-owned: the named field's key, made once
+        std::uint32_t line = 1;
+        FieldKind kind = FieldKind::Positional;
     };
     explicit TableExpr(std::uint32_t line) : Expr(kKind, line) {}
     std::vector<Field> fields;
@@ -311,18 +312,18 @@ struct AssignTarget
         Field,
         Index,
     };
-    Kind kind = Kind::Name;
     std::string name;
     ExprPtr object;
     ExprPtr index;
+    mutable Value nameKey; // evaluator-owned: the field name's key, made once
     std::uint32_t line = 1;
     std::int32_t depth = -1;
-    std::size_t slot = 0;
-    bool hasGlobalSlot = false;
-    std::size_t globalSlot = 0;
+    std::uint32_t slot = 0;
+    std::uint32_t globalSlot = 0;
     mutable std::int32_t runtimeDepth = -1; // evaluator-owned: environments actually walked
     mutable std::uint32_t runtimeSlot = 0;  // evaluator-owned: the slot in the environment reached
-    mutable Value nameKey; // evaluator-owned: the field name's key, made once
+    Kind kind = Kind::Name;
+    bool hasGlobalSlot = false;
     // Evaluator-owned: whether the object is a local that can be used where it lives (nothing between
     // reading it and the store runs code); -1 until the first store decides.
     mutable std::int8_t objectInPlace = -1;
