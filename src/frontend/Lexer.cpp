@@ -222,15 +222,6 @@ void Lexer::readName(char first, Token& token)
     }
 }
 
-std::vector<Token> Lexer::tokenize()
-{
-    std::vector<Token> tokens;
-    do
-    {
-        tokens.push_back(next());
-    } while (tokens.back().kind != TokenKind::EndOfFile);
-    return tokens;
-}
 
 Token Lexer::next()
 {

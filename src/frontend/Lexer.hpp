@@ -21,8 +21,6 @@ public:
 
     // The next token; at the end of the text, EndOfFile (again on every later call).
     Token next();
-    // Tokenizes the whole text; the result always ends with exactly one EndOfFile token.
-    std::vector<Token> tokenize();
 
 private:
     bool atEnd() const noexcept { return position_ >= source_.size(); }

@@ -157,17 +157,6 @@ TEST(LuaVMTest, ReturnValuesBecomeOneResultValue)
     EXPECT_EQ(run(vm, "return 10 / 2").value.type(), LuaValue::Type::Float);
 }
 
-TEST(LuaVMTest, ErrorsCarryChunkNameLineAndColumn)
-{
-    LuaVM vm;
-    LuaResult result = run(vm, "local a = 1\n\nerror('T')");
-    EXPECT_FALSE(result.success);
-    EXPECT_EQ(result.error, "main.lua:3: T");
-    EXPECT_EQ(run(vm, "\n\nx = ~1").error, "main.lua:3:5: unexpected '~'");
-    EXPECT_EQ(run(vm, "x = 1 +").error, "main.lua:1:8: expected expression");
-    EXPECT_EQ(run(vm, "local t = nil\nt.x = 1").error, "main.lua:2: attempt to assign into a nil value");
-}
-
 TEST(LuaVMTest, FailedRunKeepsEarlierGlobalsAndTheVmUsable)
 {
     LuaVM vm;

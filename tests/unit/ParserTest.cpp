@@ -1,4 +1,5 @@
-// The parser: tree shapes, node lines, number literals, and every reachable message (deep nesting: tests/adversarial).
+// The parser: tree shapes, node lines, number literals, and every message the lexer and parser can give
+// (deep nesting: tests/adversarial; tokens: tests/scripts/lexer).
 #include "frontend/Compiler.hpp"
 
 #include "support/Errors.hpp"
@@ -33,7 +34,7 @@ std::string compileOutcome(std::string_view source)
     }
     catch (const zq::runtime_error& error)
     {
-        return error.what();
+        return error.message();
     }
     return "ok";
 }
@@ -377,6 +378,13 @@ TEST(ParserTest, EveryMessageAtItsToken)
         {"a, f() = 1", "t:1:8: invalid assignment target"},
         {"1 = 2", "t:1:3: invalid assignment target"},
         {"-x ^ 2", "t:1:4: unexpected character '^'"},
+        // Lexical errors, at the literal's start where one is left open.
+        {"\n\nx = ~1", "t:3:5: unexpected '~'"}, {"x~y", "t:1:2: unexpected '~'"}, {"x ~", "t:1:3: unexpected '~'"},
+        {"a = $", "t:1:5: unexpected character '$'"}, {"  \\", "t:1:3: unexpected character '\\'"},
+        {"\n !", "t:2:2: unexpected character '!'"}, {"caf\xC3\xA9", "t:1:4: unexpected character '\xC3'"},
+        {"x = 'abc", "t:1:5: unterminated string literal"}, {"x = \"ab\ncd\ne", "t:1:5: unterminated string literal"},
+        {"y\n  'abc\\", "t:2:3: unterminated string escape"}, {"x = [[abc]", "t:1:5: unterminated long string literal"},
+        {"x\n--[[abc\n", "t:2:5: unterminated long string literal"}, {"  --[[", "t:1:7: unterminated long string literal"},
         // A lexical error anywhere wins over an earlier syntax error, as if all were tokenized first.
         {"x = = 1 y = 'open", "t:1:13: unterminated string literal"},
         {"x = = 1\n;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;;\ny = ~", "t:3:5: unexpected '~'"},

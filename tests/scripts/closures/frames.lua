@@ -37,6 +37,12 @@ local function outer(x)
   end
 end
 print("function depths", outer(1)(10), outer(5)(0))
+local slot = {}
+if true then
+  local k = 2
+  slot[(function() return k end)()] = "kept"
+end
+print("function in an assignment target", slot[2])
 
 -- Functions called from the library (pcall, sort comparators) whose frames closures keep.
 local kept = {}
