@@ -29,18 +29,25 @@ namespace velmar::cli
 namespace
 {
 
+// Read by the signal handler, hence atomic. The rest of this file's state belongs to the main thread; the
+// handler only writes to the wake pipe, whose ends are made before the handler is installed.
 std::atomic<velmar::lua::LuaVM*> gInterruptTarget{nullptr};
+// The self-pipe: the handler writes one byte per signal, and a reader waiting in poll wakes on it.
 int gWakePipe[2] = {-1, -1};
 ReadEnd gLastEnd = ReadEnd::Line;
+// Set by the prompt around its own reads, so only its lines reach the history.
 bool gPromptReading = false;
 
-// Bytes read from standard input and not yet handed out.
+// Bytes read from standard input and not yet handed out. Both readers draw from it, so bytes read ahead
+// (a pasted block) are never lost between lines or between the plain and the editing reader.
 std::string gInput;
 bool gInputEnded = false;
 
+// What a byte in the wake pipe stands for.
 constexpr char kWakeInterrupt = 'i';
 constexpr char kWakeResize = 'w';
 
+// Only async-signal-safe work: an atomic load, the VM's atomic interrupt and one write to the pipe.
 extern "C" void onSignal(int signal)
 {
     const int saved = errno;
@@ -56,7 +63,7 @@ extern "C" void onSignal(int signal)
     errno = saved;
 }
 
-// Empties the wake pipe; true when it held a Ctrl-C.
+// Empties the wake pipe (non-blocking, so this never waits); true when it held a Ctrl-C.
 bool drainWakes(bool* resized = nullptr)
 {
     bool interrupted = false;
@@ -83,7 +90,8 @@ enum class Wait
     TimedOut,
 };
 
-// Waits until standard input has bytes (or has ended) or a signal wakes the reader.
+// Waits until standard input has bytes (or has ended) or a signal wakes the reader; a timeout of -1
+// waits as long as it takes.
 Wait waitForInput(int timeoutMs)
 {
     for (;;)
@@ -106,7 +114,8 @@ Wait waitForInput(int timeoutMs)
     }
 }
 
-// Appends what standard input has; false at its end (or on an error, which ends it too).
+// Appends what standard input has; false at its end (or on an error, which ends it too). One read only,
+// so a line is handed over as soon as it is complete, without waiting for a full buffer.
 bool readMoreInput()
 {
     char bytes[4096];
@@ -131,6 +140,7 @@ bool readMoreInput()
     }
 }
 
+// A line without its line feed, for input that is not a terminal or when libedit is missing.
 ReadEnd readPlainLine(const char* prompt, std::string& line)
 {
     if (prompt != nullptr)
@@ -194,6 +204,7 @@ template <typename Function> bool loadSymbol(void* library, const char* name, Fu
     return out != nullptr;
 }
 
+// The system's library by its usual name first, then the file the build found.
 bool loadEditLibrary()
 {
     void* library = ::dlopen("libedit.so.2", RTLD_NOW | RTLD_LOCAL);
@@ -220,10 +231,13 @@ bool loadEditLibrary()
     return false;
 }
 
+// Made on the first read at a terminal and ended by closeConsole, which gives the terminal back.
 EditLine* gEditor = nullptr;
 History* gHistory = nullptr;
-std::string gHistoryPath;
+std::string gHistoryPath; // empty without HOME: the history then lives for this process only
+// libedit asks for the prompt through a callback, so the current text waits here.
 const char* gPromptText = "";
+// Set by the key bindings while el_wgets runs, and read as soon as it returns.
 bool gLeaveRequested = false;
 bool gLineInterrupted = false;
 // Ctrl-\\: a terminal turns it into a signal, so it never arrives as a byte of its own.
@@ -256,9 +270,11 @@ bool lineIsEmpty(EditLine* editor)
 
 // Decodes one character from the front of gInput, which holds at least one byte. A byte that does not
 // start valid UTF-8 becomes U+DC00 plus its value, and encodeLine turns it back into the same byte.
+// A sequence split across reads gets up to 50 ms for its remaining bytes.
 wchar_t takeCharacter()
 {
     const auto lead = static_cast<unsigned char>(gInput[0]);
+    // The sequence's length from its lead byte; 0 for a byte that cannot start one.
     std::size_t length = lead < 0x80 ? 1 : lead >= 0xC2 && lead < 0xE0 ? 2 : lead >= 0xE0 && lead < 0xF0 ? 3
                                                                   : lead >= 0xF0 && lead < 0xF5 ? 4
                                                                                                 : 0;
@@ -284,6 +300,7 @@ wchar_t takeCharacter()
     return static_cast<wchar_t>(code);
 }
 
+// The inverse of takeCharacter: UTF-8 again, and each stray byte exactly as it was read.
 std::string encodeLine(const wchar_t* text, std::size_t length)
 {
     std::string bytes;
@@ -344,9 +361,10 @@ int readCharacter(EditLine* editor, wchar_t* out)
             }
             if (!readMoreInput())
             {
-                return 0;
+                return 0; // end of input, which libedit takes as end of file
             }
         }
+        // A key's escape sequence arrives at once; 40 ms of nothing after Esc means Esc was pressed alone.
         if (gInput[0] == '\x1b' && gInput.size() == 1 && waitForInput(40) != Wait::Input)
         {
             gInput.clear();
@@ -357,6 +375,7 @@ int readCharacter(EditLine* editor, wchar_t* out)
             }
             continue; // Esc inside a line does nothing
         }
+        // The rest of a key's sequence is on its way: read it before decoding.
         if (gInput[0] == '\x1b' && gInput.size() == 1 && !readMoreInput())
         {
             return 0;
@@ -384,7 +403,7 @@ void openEditor()
     {
         return;
     }
-    gEdit.set(gEditor, EL_EDITOR, "emacs");
+    gEdit.set(gEditor, EL_EDITOR, "emacs"); // the key set most shells start with
     gEdit.set(gEditor, EL_PROMPT, promptText);
     gEdit.set(gEditor, EL_GETCFN, readCharacter);
     // The wide form: the narrow one keeps copies of the names that el_end never frees.
@@ -414,6 +433,7 @@ void openEditor()
     }
     gEdit.set(gEditor, EL_HIST, gEdit.historyCall, gHistory);
     gEdit.source(gEditor, nullptr); // the user's ~/.editrc
+    // A resize only wakes the reader through the pipe; readCharacter tells libedit outside the handler.
     struct sigaction action = {};
     action.sa_handler = onSignal;
     sigemptyset(&action.sa_mask);
@@ -421,6 +441,7 @@ void openEditor()
     sigaction(SIGWINCH, &action, nullptr);
 }
 
+// Blank lines stay out of the history, and a line equal to the last one is kept once (H_SETUNIQUE).
 void remember(const std::string& line)
 {
     if (gHistory == nullptr || line.find_first_not_of(" \t") == std::string::npos)
@@ -435,12 +456,13 @@ void remember(const std::string& line)
     }
 }
 
+// One line through libedit. Lines typed at the prompt go to the history; lines a script reads do not.
 ReadEnd readEditedLine(const char* prompt, std::string& line)
 {
     gPromptText = prompt != nullptr ? prompt : "";
     gLeaveRequested = false;
     gLineInterrupted = false;
-    drainWakes();
+    drainWakes(); // a Ctrl-C that stopped the last run must not drop this line
     int count = 0;
     const wchar_t* text = gEdit.wgets(gEditor, &count);
     if (gLineInterrupted)
@@ -454,7 +476,7 @@ ReadEnd readEditedLine(const char* prompt, std::string& line)
         return gLeaveRequested ? ReadEnd::Leave : ReadEnd::EndOfInput;
     }
     std::size_t length = static_cast<std::size_t>(count);
-    if (text[length - 1] == L'\n')
+    if (text[length - 1] == L'\n') // without its line feed, as the plain reader gives it
     {
         --length;
     }
@@ -466,6 +488,7 @@ ReadEnd readEditedLine(const char* prompt, std::string& line)
     return ReadEnd::Line;
 }
 
+// Line editing only when both ends are a terminal that can show it: TERM=dumb gets plain lines.
 bool wantsEditor()
 {
     const char* term = std::getenv("TERM");
@@ -474,6 +497,9 @@ bool wantsEditor()
 
 #endif // VELMAR_HAVE_LIBEDIT
 
+// The host table's read-line slot, used by the prompt and by scripts reading the console: 1 with a line in
+// `buffer`, 0 otherwise, and lastReadEnd() says which end it was. The editor is opened on the first
+// read at a terminal, never for a script that reads nothing.
 std::uint32_t readConsoleLine(char* buffer, std::uint32_t capacity, const char* prompt, std::uint8_t)
 {
     if (buffer == nullptr || capacity == 0)
@@ -497,10 +523,11 @@ std::uint32_t readConsoleLine(char* buffer, std::uint32_t capacity, const char* 
         buffer[0] = '\0';
         return 0;
     }
-    if (!line.empty() && line.back() == '\r')
+    if (!line.empty() && line.back() == '\r') // input with CRLF line ends
     {
         line.pop_back();
     }
+    // A line too long for the buffer is handed over cut short and marked TooLong (the prompt drops it).
     if (line.size() >= capacity)
     {
         gLastEnd = ReadEnd::TooLong;
@@ -513,11 +540,13 @@ std::uint32_t readConsoleLine(char* buffer, std::uint32_t capacity, const char* 
 
 } // namespace
 
+// The desktop host table with only its read-line slot replaced; the library keeps the pointer, hence static.
 void installConsole()
 {
     static zq_program_api table = *zq_desktop_program_api();
     table.read_line = readConsoleLine;
     zq_set_program_api(&table);
+    // Non-blocking both ways: the handler must never block on a full pipe, nor drainWakes on an empty one.
     if (gWakePipe[0] < 0 && ::pipe2(gWakePipe, O_NONBLOCK | O_CLOEXEC) != 0)
     {
         std::perror("velmarlua: pipe");

@@ -30,6 +30,7 @@ void setInterruptTarget(velmar::lua::LuaVM* vm);
 // Lines read while this is on are the prompt's: they are kept in the history file.
 void setPromptReading(bool on);
 
+// How the last read of the console ended: why no line came, or TooLong for a line cut short.
 ReadEnd lastReadEnd();
 
 // True when standard input is a terminal (the prompt starts by itself then).

@@ -21,7 +21,7 @@ std::uint64_t parseCount(const char* option, const std::string& text, bool allow
 {
     std::string digits = text;
     std::uint64_t scale = 1;
-    if (allowSuffix && !digits.empty())
+    if (allowSuffix && !digits.empty()) // one letter, either case: 64k and 64K are the same
     {
         const std::string_view suffixes = "KMG";
         if (const std::size_t at = suffixes.find(static_cast<char>(std::toupper(digits.back())));
@@ -36,7 +36,7 @@ std::uint64_t parseCount(const char* option, const std::string& text, bool allow
         throw UsageError("option '" + std::string(option) + "' expects a whole number" +
                          (allowSuffix ? " (with an optional K, M or G)" : "") + ", not '" + text + "'");
     }
-    errno = 0;
+    errno = 0; // digits only by now, so strtoull can fail only by overflow
     const std::uint64_t count = std::strtoull(digits.c_str(), nullptr, 10);
     if (errno == ERANGE || count > std::numeric_limits<std::uint64_t>::max() / scale)
     {
@@ -56,7 +56,9 @@ void confineFiles(const char* option, const std::string& directory, bool readOnl
 }
 
 // Every option. Adding one is adding an entry here (and a line in the CLI reference and the manual page,
-// which a test holds to this table).
+// which a test holds to this table). The parser and the help text both read this table alone:
+// the order here is the help's order, and adjacent entries with the same help text are spellings of one
+// option, listed on one line (-h, --help). Each apply runs as its option is read, left to right.
 constexpr std::array kOptions{
     Option{"-e", "CODE", "run CODE; several -e run in order, before the script",
            [](Invocation& invocation, std::span<const std::string> values) {
@@ -79,10 +81,14 @@ constexpr std::array kOptions{
                invocation.memoryLimit = parseCount("--memory-limit", values[0], true);
            }},
     Option{"--confine", "DIR", "scripts reach only files beneath DIR (names are relative to it)",
-           [](Invocation&, std::span<const std::string> values) { confineFiles("--confine", values[0], false); }},
+           [](Invocation& invocation, std::span<const std::string> values) {
+               confineFiles("--confine", values[0], false);
+               invocation.filesConfined = true;
+           }},
     Option{"--confine-read-only", "DIR", "the same, and scripts can neither write nor delete files",
-           [](Invocation&, std::span<const std::string> values) {
+           [](Invocation& invocation, std::span<const std::string> values) {
                confineFiles("--confine-read-only", values[0], true);
+               invocation.filesConfined = true;
            }},
     Option{"-h", "", "show this help", [](Invocation& invocation, std::span<const std::string>) {
                invocation.showHelp = true;
@@ -92,13 +98,16 @@ constexpr std::array kOptions{
            }},
 };
 
+// The number of blank-separated names in `values`.
 std::size_t valueCount(const Option& option)
 {
     const std::string_view names = option.values;
     return names.empty() ? 0 : static_cast<std::size_t>(std::count(names.begin(), names.end(), ' ')) + 1;
 }
 
-// The option `argument` names, with a value attached to it when it carries one.
+// The option `argument` names, with a value attached to it when it carries one. Only an option of
+// exactly one value takes an attached one, so "-cX" is unknown; a long name that merely starts another
+// ("--confine" in "--confine-read-only") is passed over unless '=' follows it.
 const Option* findOption(std::string_view argument, std::optional<std::string>& attached)
 {
     for (const Option& option : kOptions)
@@ -129,11 +138,8 @@ const Option* findOption(std::string_view argument, std::optional<std::string>& 
 
 } // namespace
 
-std::span<const Option> commandLineOptions()
-{
-    return kOptions;
-}
-
+// Options come first; the first argument that is not one (or the one after "--") is the script, and it
+// and everything after it go to the script's arg table untouched, dashes included.
 Invocation parseCommandLine(int argc, const char* const* argv)
 {
     Invocation invocation;
@@ -180,6 +186,7 @@ Invocation parseCommandLine(int argc, const char* const* argv)
         invocation.script = argv[i];
         invocation.scriptIndex = static_cast<std::size_t>(i);
     }
+    // Checked once the whole line is read, since the conflicting options may come in any order.
     if (!invocation.compile.empty() && (invocation.script || !invocation.chunks.empty() || invocation.interactive ||
                                         invocation.stepLimit != 0 || invocation.memoryLimit != 0))
     {
@@ -210,7 +217,7 @@ std::string usageText()
             head += ' ';
             head += option.values;
         }
-        head.resize(std::max<std::size_t>(head.size() + 2, 24), ' ');
+        head.resize(std::max<std::size_t>(head.size() + 2, 24), ' '); // help texts start in column 25
         text += head + option.help + "\n";
         head = "  ";
     }

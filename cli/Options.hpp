@@ -25,6 +25,7 @@ struct Invocation
     std::vector<std::string> compile;  // -c SOURCE OUT
     std::uint64_t stepLimit = 0;       // 0: none
     std::uint64_t memoryLimit = 0;     // 0: none
+    bool filesConfined = false;        // --confine or --confine-read-only: dofile reads beneath DIR too
 };
 
 // A command line that cannot be obeyed; the message names the option and what is wrong with it.
@@ -38,14 +39,12 @@ public:
 // option with one value also takes it attached (-eCODE), a long one after "=" (--step-limit=N).
 struct Option
 {
-    const char* name;
-    const char* values;
-    const char* help;
+    const char* name;   // as typed: "-e" or "--step-limit"
+    const char* values; // the names of its values for the help text, "CODE" or "SOURCE OUT"
+    const char* help;   // one line in the help text
     // Records the option; throws UsageError for a bad value.
     void (*apply)(Invocation& invocation, std::span<const std::string> values);
 };
-
-std::span<const Option> commandLineOptions();
 
 // Throws UsageError for an unknown option, a missing or bad value, or options that cannot go together.
 Invocation parseCommandLine(int argc, const char* const* argv);

@@ -21,7 +21,7 @@ using velmar::lua::LuaResult;
 using velmar::lua::LuaValue;
 using velmar::lua::LuaVM;
 
-constexpr const char* kChunkName = "stdin";
+constexpr const char* kChunkName = "stdin"; // every chunk typed at the prompt
 // Typed or pasted lines up to this size are taken whole.
 constexpr std::size_t kLineCapacity = 1 << 16;
 
@@ -30,6 +30,7 @@ bool isIdentifierByte(char c)
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
 
+// Without the blanks and carriage returns around it, so "exit " and "exit\r" still leave.
 std::string trimmed(const std::string& text)
 {
     const std::size_t first = text.find_first_not_of(" \t\r");
@@ -40,6 +41,11 @@ std::string trimmed(const std::string& text)
     return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
+// Decides what a typed chunk is, in this order: "return" and an expression list shows its values, nils
+// included; an expression list alone shows its values (a call that gives only nils, such as print,
+// shows nothing); a statement runs; anything else either waits for more lines, when the error stands
+// at the end of the input, or is reported. Each candidate is compiled first without running, so a
+// chunk never runs twice.
 class Prompt
 {
 public:
@@ -73,8 +79,10 @@ public:
             return outcome.exitStatus;
         }
         std::string openError;
-        // Unfinished as the arguments of a call? A local callee leaves no global behind.
+        // Unfinished as the arguments of a call? An unfinished expression ("x +", "1,") fails as a
+        // statement before its end, but as call arguments at the end. A local callee leaves no global.
         const std::string open = "local show show(" + source;
+        // At the end of input (`final`) no more lines can come, so the error is reported instead.
         if (!final && (endsBeforeChunk(source, statementError, kChunkName) ||
                        (!compiles(open, &openError) && endsBeforeChunk(open, openError, kChunkName))))
         {
@@ -91,6 +99,7 @@ private:
     static std::string returnedList(const std::string& source)
     {
         const std::size_t start = source.find_first_not_of(" \t\r\n");
+        // The whole word only: "returned = 1" is an assignment.
         if (start == std::string::npos || source.compare(start, 6, "return") != 0 ||
             (start + 6 < source.size() && isIdentifierByte(source[start + 6])))
         {
@@ -112,6 +121,7 @@ private:
         return (last == std::string::npos || text[last] != ';') && compiles(wrapped(text));
     }
 
+    // Compiles without running; the message of the syntax error when it does not.
     bool compiles(const std::string& source, std::string* error = nullptr)
     {
         try
@@ -129,6 +139,7 @@ private:
         }
     }
 
+    // Values are shown only after a successful run; the session has already reported a failure.
     std::optional<int> runWrapped(const std::string& expressions)
     {
         const RunOutcome outcome = session_.run([&] { return vm_.runScriptString(wrapped(expressions), kChunkName); });
@@ -156,12 +167,12 @@ private:
             }
             line += values[i].toString();
         }
-        velmar::lua::writeVelmarBootText(line + "\n");
+        velmar::lua::writeVelmarBootText(line + "\n"); // through the console, in order with print's output
     }
 
     Session& session_;
     LuaVM& vm_;
-    bool showNils_ = true;
+    bool showNils_ = true; // whether a list of nils is shown, decided per chunk by submit
 };
 
 } // namespace
@@ -170,6 +181,7 @@ bool endsBeforeChunk(const std::string& source, const std::string& message, cons
 {
     static constexpr std::array kInsideToken{"unterminated string literal", "unterminated long string literal",
                                              "unterminated string escape"};
+    // The message reads "chunk:line:column: text"; a run-time message has no column and never matches.
     const std::string prefix = chunkName + ":";
     if (!message.starts_with(prefix))
     {
@@ -192,6 +204,7 @@ bool endsBeforeChunk(const std::string& source, const std::string& message, cons
     {
         return true;
     }
+    // The position one past the last byte: where the parser reports running out of input.
     const std::size_t lastBreak = source.rfind('\n');
     const std::size_t endLine = 1 + static_cast<std::size_t>(std::count(source.begin(), source.end(), '\n'));
     const std::size_t endColumn = 1 + (lastBreak == std::string::npos ? source.size() : source.size() - lastBreak - 1);
@@ -202,6 +215,8 @@ int runPrompt(Session& session)
 {
     Prompt prompt(session);
     zq_lua_show_banner();
+    // An index.lua in the current directory runs first, as a start-up script; only its os.exit ends the
+    // prompt (a failure is reported and the prompt goes on).
     if (isRegularFile("index.lua"))
     {
         if (const RunOutcome outcome = session.runFile("index.lua"); outcome.exitStatus)
@@ -217,7 +232,7 @@ int runPrompt(Session& session)
         const bool read = zq_lua_readline(buffer.data(), buffer.size(), pending.empty() ? "> " : ">> ", false);
         setPromptReading(false);
         const ReadEnd end = lastReadEnd();
-        if (end == ReadEnd::Interrupted)
+        if (end == ReadEnd::Interrupted) // Ctrl-C drops the unfinished chunk too
         {
             pending.clear();
             continue;
@@ -231,6 +246,7 @@ int runPrompt(Session& session)
         }
         if (!read)
         {
+            // Leaving. At end of input an unfinished chunk is reported; Esc drops it without a word.
             bool needMore = false;
             std::optional<int> status;
             if (end == ReadEnd::EndOfInput && !pending.empty())
@@ -241,10 +257,12 @@ int runPrompt(Session& session)
             return status.value_or(0);
         }
         const std::string line(buffer.data());
+        // "exit" leaves only as the first line of a chunk; after that it is just another line of source.
         if (pending.empty() && trimmed(line) == "exit")
         {
             return 0;
         }
+        // The lines of one chunk are joined, so its error lines count from its first line.
         pending = pending.empty() ? line : pending + "\n" + line;
         bool needMore = false;
         if (const std::optional<int> status = prompt.submit(pending, false, needMore))

@@ -6,6 +6,7 @@ namespace velmar::cli
 namespace
 {
 
+// A loaded file whose bytes start with this is run as a container, whatever its name.
 constexpr std::string_view kContainerMagic = "VLBC";
 
 // Length of the UTF-8 sequence at the start of `text`, 0 when it is not a valid one.
@@ -33,23 +34,42 @@ std::size_t utf8Length(std::string_view text)
     return length;
 }
 
+// A container starts with the magic and then its version's low byte, a control byte; source text can
+// start with the same four letters ("VLBC = 1") but not go on with a control byte other than a blank.
+bool looksLikeContainer(std::string_view text)
+{
+    if (!text.starts_with(kContainerMagic))
+    {
+        return false;
+    }
+    if (text.size() == kContainerMagic.size())
+    {
+        return true;
+    }
+    const auto next = static_cast<unsigned char>(text[kContainerMagic.size()]);
+    const bool blank = next == ' ' || (next >= '\t' && next <= '\r');
+    return !blank && (next < 0x20 || next >= 0x7F);
+}
+
 } // namespace
 
+// For script files, standard input and -c; -e chunks and prompt lines are taken as typed.
 void skipCommentLine(std::string& text)
 {
     if (text.starts_with("\xEF\xBB\xBF"))
     {
         text.erase(0, 3); // a byte-order mark some editors write
     }
-    if (!text.empty() && text[0] == '#')
+    if (!text.empty() && text[0] == '#') // "#!/usr/bin/env velmarlua" makes a script executable
     {
         text.erase(0, text.find('\n') == std::string::npos ? text.size() : text.find('\n'));
     }
 }
 
+// A container carries its own chunk name, so `chunkName` names only source text.
 velmar::lua::LuaResult runLoadedScript(velmar::lua::LuaVM& vm, std::string text, const std::string& chunkName)
 {
-    if (text.starts_with(kContainerMagic))
+    if (looksLikeContainer(text))
     {
         velmar::lua::LuaBytecode container;
         container.bytes.assign(text.begin(), text.end());
@@ -59,6 +79,7 @@ velmar::lua::LuaResult runLoadedScript(velmar::lua::LuaVM& vm, std::string text,
     return vm.runScriptString(text, chunkName);
 }
 
+// Valid UTF-8 passes through whole, so messages quoting non-ASCII text stay readable.
 std::string printable(std::string_view message)
 {
     std::string shown;
@@ -66,7 +87,7 @@ std::string printable(std::string_view message)
     for (std::size_t i = 0; i < message.size();)
     {
         const auto byte = static_cast<unsigned char>(message[i]);
-        if (byte >= 0x80)
+        if (byte >= 0x80) // a valid sequence is copied whole; a stray byte falls through to \DDD
         {
             if (const std::size_t length = utf8Length(message.substr(i)); length != 0)
             {

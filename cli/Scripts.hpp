@@ -1,5 +1,5 @@
 // Loading scripts the way the command line does, and showing messages safely. Reading files and
-// standard input is the platform's part (ScriptFiles.cpp on the desktop).
+// standard input is the platform's job (ScriptFiles.cpp on the desktop).
 #pragma once
 
 #include <velmar/lua/LuaVM.hpp>
@@ -13,6 +13,10 @@ namespace velmar::cli
 // Reads a whole script file. On failure `error` reads "cannot open NAME (reason)" or
 // "cannot read NAME (reason)", the reason as the system gives it.
 bool readScriptFile(const std::string& path, std::string& text, std::string& error);
+
+// Reads a whole script file through the host table's files, as scripts' own io does: under a
+// confinement (--confine) dofile reaches only what io.open reaches. Errors read as readScriptFile's.
+bool readHostScriptFile(const std::string& path, std::string& text, std::string& error);
 
 // Reads all of standard input; on failure `error` reads "cannot read stdin (reason)".
 bool readStandardInput(std::string& text, std::string& error);
@@ -28,7 +32,7 @@ velmar::lua::LuaResult runLoadedScript(velmar::lua::LuaVM& vm, std::string text,
 // that line numbers stay.
 void skipCommentLine(std::string& text);
 
-// The message with control bytes (other than tab and line feed), DEL and bytes that are not part of valid
+// The message with control bytes (other than tab and line feed), DEL and bytes that do not belong to valid
 // UTF-8 written as \DDD in decimal, so that it cannot disturb a terminal or be cut short by a zero byte.
 std::string printable(std::string_view message);
 

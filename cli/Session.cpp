@@ -25,11 +25,14 @@ struct ExitRequest
     int status;
 };
 
-LuaResult loadAndRun(LuaVM& vm, const std::string& path)
+// Script files (the one named on the command line and every dofile) are read through the operating
+// system, with names relative to the current directory; under a confinement dofile reads through the
+// host table's files instead, so that it reaches nothing io.open could not.
+LuaResult loadAndRun(LuaVM& vm, const std::string& path, bool throughHost = false)
 {
     std::string text;
     LuaResult result;
-    if (!readScriptFile(path, text, result.error))
+    if (!(throughHost ? readHostScriptFile(path, text, result.error) : readScriptFile(path, text, result.error)))
     {
         return result;
     }
@@ -40,6 +43,7 @@ LuaResult loadAndRun(LuaVM& vm, const std::string& path)
 
 Session::Session(const Invocation& invocation, int argc, const char* const* argv)
 {
+    // 0 means no limit on either, as for the library.
     vm_.setStepLimit(invocation.stepLimit);
     vm_.setMemoryLimit(static_cast<std::size_t>(invocation.memoryLimit));
     // arg[0] is the script; the interpreter and the options before it have negative indices. Without a
@@ -52,12 +56,14 @@ Session::Session(const Invocation& invocation, int argc, const char* const* argv
     }
     vm_.setGlobal("arg", LuaValue(std::move(arg)));
     // A failed script is an ordinary error of the calling run ("dofile: message"), which pcall catches.
-    vm_.bindFunction("dofile", [](LuaVM& vm, const std::vector<LuaValue>& args) -> std::vector<LuaValue> {
+    vm_.bindFunction("dofile", [confined = invocation.filesConfined](LuaVM& vm,
+                                                                    const std::vector<LuaValue>& args) -> std::vector<LuaValue> {
+        // The host-function wrapper puts "dofile: " before both messages.
         if (args.empty() || args[0].type() != LuaValue::Type::String)
         {
             throw velmar::lua::LuaError("expects a string argument");
         }
-        LuaResult result = loadAndRun(vm, args[0].asString());
+        LuaResult result = loadAndRun(vm, args[0].asString(), confined);
         if (!result.success)
         {
             throw velmar::lua::LuaError(result.error);
@@ -66,6 +72,7 @@ Session::Session(const Invocation& invocation, int argc, const char* const* argv
         {
             throw ExitRequest{result.exitCode};
         }
+        // dofile gives the script's returned values to its caller.
         return std::move(result.values);
     });
 }
@@ -73,6 +80,7 @@ Session::Session(const Invocation& invocation, int argc, const char* const* argv
 RunOutcome Session::run(const std::function<LuaResult()>& body)
 {
     RunOutcome outcome;
+    // Ctrl-C interrupts only while a run is going; at the prompt it drops the line instead.
     setInterruptTarget(&vm_);
     try
     {
@@ -80,13 +88,14 @@ RunOutcome Session::run(const std::function<LuaResult()>& body)
     }
     catch (const ExitRequest& request)
     {
+        // os.exit inside a dofile: the status is the program's, as if the outer run had called it.
         outcome.result = LuaResult{};
         outcome.result.success = true;
         outcome.result.hasExitCode = true;
         outcome.result.exitCode = request.status;
     }
     setInterruptTarget(nullptr);
-    zq_lua_flush_output();
+    zq_lua_flush_output(); // the run's output comes before its error message
     if (!outcome.result.success)
     {
         outcome.failed = true;
@@ -104,6 +113,8 @@ RunOutcome Session::runFile(const std::string& path)
     return run([&] { return loadAndRun(vm_, path); });
 }
 
+// Console output is gathered into lines and stdout is buffered; both are flushed first, so that on a
+// shared terminal the error stands after what the script printed.
 void reportError(const std::string& message)
 {
     zq_lua_flush_output();

@@ -20,6 +20,7 @@ struct RunOutcome
     velmar::lua::LuaResult result;  // what the run returned
 };
 
+// The interpreter shared by everything one command line runs, with the command line's own additions.
 class Session
 {
 public:

@@ -4,9 +4,9 @@ set(VELMAR_LUA_SRC ${CMAKE_CURRENT_LIST_DIR})
 set(VELMAR_LUA_SUPPORT_SOURCES
     ${VELMAR_LUA_SRC}/support/FileErrors.cpp
     ${VELMAR_LUA_SRC}/support/NumberFormat.cpp
+    ${VELMAR_LUA_SRC}/support/NumberText.cpp
     ${VELMAR_LUA_SRC}/support/Regex.cpp
     ${VELMAR_LUA_SRC}/support/StackGuard.cpp
-    ${VELMAR_LUA_SRC}/support/SystemServices.cpp
 )
 
 set(VELMAR_LUA_HOST_SOURCES
@@ -14,6 +14,7 @@ set(VELMAR_LUA_HOST_SOURCES
     ${VELMAR_LUA_SRC}/host/FileLayer.cpp
     ${VELMAR_LUA_SRC}/host/FileStream.cpp
     ${VELMAR_LUA_SRC}/host/ProgramInterface.cpp
+    ${VELMAR_LUA_SRC}/host/SystemServices.cpp
 )
 
 # The built-in desktop host table (standard streams, the file system, the C heap); not in the boot build.

@@ -51,6 +51,7 @@ const Construct kConstructs[] = {
     {"tonumber 1e6 digits", "s = string.rep('1', 1000000)", "local n = tonumber(s)"},
     {"tonumber 1e6 blanks", "s = string.rep(' ', 1000000) .. 'x'", "local n = tonumber(s)"},
     {"tonumber 1e6 fraction digits", "s = '0.' .. string.rep('1', 1000000)", "local n = tonumber(s)"},
+    {"tonumber 100 MB digits", "s = string.rep('1', 100000000)", "local n = tonumber(s)"},
     {"string.unpack 250k fields", "f = string.rep('I4', 250000) d = string.rep('abcd', 250000)",
      "local a = string.unpack(f, d)"},
     {"string.unpack 1e6 blanks", "f = string.rep(' ', 1000000) d = ''", "local a = string.unpack(f, d)"},

@@ -12,6 +12,7 @@ namespace velmar::lua
 namespace
 {
 
+// Both directions recurse once per nesting level of a table or array, so each level checks the stack.
 void guardBridgeDepth()
 {
     if (zq::stackExhausted())
@@ -20,7 +21,8 @@ void guardBridgeDepth()
     }
 }
 
-// A map key becomes an integer key when the whole text is a base-10 integer.
+// A map key becomes an integer key when the whole text is a base-10 integer (strtoll also takes a sign
+// and leading blanks, so " 7" and "+7" become 7 as well); out of range, it stays a string.
 bool parseIntegerKey(const std::string& text, std::int64_t& out)
 {
     if (text.empty())
@@ -53,6 +55,7 @@ struct ReleaseFunction
     }
 };
 
+// A table key as a map key: the same text tostring would give an integer or a boolean.
 std::string keyText(const TableKey& key)
 {
     switch (key.kind())
@@ -66,6 +69,8 @@ std::string keyText(const TableKey& key)
 
 } // namespace
 
+// Into the interpreter: arrays and maps become new tables (a host value is copied, never shared); functions
+// and objects are shared by reference.
 Value LuaVM::Impl::publicToValue(const LuaValue& value) const
 {
     guardBridgeDepth();
@@ -108,7 +113,7 @@ Value LuaVM::Impl::publicToValue(const LuaValue& value) const
     case LuaValue::Type::Object:
     {
         LuaObjectHandle* object = value.asObject().get();
-        object->adoptIntoCurrentHeap();
+        object->adoptIntoCurrentHeap(); // an object made outside any run belongs to the first VM it enters
         return Value(Ref<NativeObject>(object));
     }
     }
@@ -131,6 +136,9 @@ LuaValue LuaVM::Impl::valueToPublic(const Value& value) const
     return valueToPublic(value, nullptr);
 }
 
+// Out of the interpreter: tables are copied whole into arrays or maps. With a meter (values handed to a
+// host function or print) every element is charged as work and memory; a host's own getGlobal and
+// results are not metered.
 LuaValue LuaVM::Impl::valueToPublic(const Value& value, BridgeMeter* meter) const
 {
     guardBridgeDepth();
@@ -158,6 +166,8 @@ LuaValue LuaVM::Impl::valueToPublic(const Value& value, BridgeMeter* meter) cons
     case ValueKind::Table:
     {
         Table* table = value.table();
+        // An array only when the table is exactly the sequence 1..length: nothing hashed, and no value in
+        // the array slots beyond it.
         const std::int64_t length = tableSequenceLength(table, meter != nullptr ? meter->work() : nullptr);
         bool isArray = table->hash.empty();
         if (meter != nullptr)
@@ -178,6 +188,7 @@ LuaValue LuaVM::Impl::valueToPublic(const Value& value, BridgeMeter* meter) cons
             }
             return LuaValue(std::move(elements));
         }
+        // Otherwise a map in the table's own order: the array slots by index, then the hashed keys.
         LuaMap map;
         for (std::size_t p = 0; p < table->array.size(); ++p)
         {
@@ -204,7 +215,7 @@ LuaValue LuaVM::Impl::valueToPublic(const Value& value, BridgeMeter* meter) cons
         {
             return LuaValue(publicObject(static_cast<LuaObjectHandle*>(value.userData())));
         }
-        throw zq::runtime_error("value cannot be bridged out of VelmarLua");
+        throw zq::runtime_error("value cannot be bridged out of VelmarLua"); // a library's own object
     case ValueKind::Iterator: throw zq::runtime_error("value cannot be bridged out of VelmarLua");
     }
     throw zq::runtime_error("unsupported VelmarLua value");

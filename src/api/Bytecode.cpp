@@ -12,6 +12,9 @@ namespace velmar::lua
 namespace
 {
 
+// A container is the magic, the version, then the chunk name and the source, each a 32-bit length and
+// its bytes; numbers are little-endian. It holds checked source, not compiled code: running one
+// compiles the source again, so a container stays valid whatever the evaluator does with its tree.
 constexpr char kBytecodeMagic[4] = {'V', 'L', 'B', 'C'};
 constexpr std::uint32_t kBytecodeVersion = 1;
 
@@ -40,6 +43,8 @@ void writeString(std::vector<std::uint8_t>& out, const std::string& text)
     writeBytes(out, text.data(), text.size());
 }
 
+// Readers advance `offset` and refuse to read past the end: a truncated or forged container is an
+// error, never an out-of-bounds read.
 template <typename T> T readPrimitive(const std::vector<std::uint8_t>& bytes, std::size_t& offset);
 
 template <> std::uint32_t readPrimitive<std::uint32_t>(const std::vector<std::uint8_t>& bytes, std::size_t& offset)
@@ -76,6 +81,7 @@ struct FileCloser
 
 } // namespace
 
+// Unlike a run, this throws: a syntax error leaves as the library's error, since no LuaResult carries it.
 LuaBytecode LuaVM::compileScript(const std::string& source, const std::string& chunkName)
 {
     if (!impl_)
@@ -93,6 +99,7 @@ LuaBytecode LuaVM::compileScript(const std::string& source, const std::string& c
     return bytecode;
 }
 
+// Written through the host's file services, so a confined host confines containers too.
 bool LuaVM::writeBytecodeFile(const std::string& source, const std::string& path, const std::string& chunkName,
                               std::string* error)
 {
@@ -122,6 +129,8 @@ bool LuaVM::writeBytecodeFile(const std::string& source, const std::string& path
     }
 }
 
+// A container that cannot be read fails with the reader's message alone; once read, the run names its
+// errors with the container's own chunk name.
 LuaResult LuaVM::runBytecode(const LuaBytecode& bytecode)
 {
     if (!impl_)
@@ -199,6 +208,7 @@ LuaResult LuaVM::runScriptFromBytecodeFile(const std::string& path)
     return runBytecodeFile(path);
 }
 
+// Reads through the host's file services and runs under the path as its chunk name.
 LuaResult LuaVM::runScriptFile(const std::string& path)
 {
     if (!impl_)

@@ -7,6 +7,8 @@
 namespace velmar::lua
 {
 
+// Out of line so that the error class's type information lives in the library once, and a host's catch
+// of LuaError matches what the library throws.
 LuaError::~LuaError() = default;
 
 namespace
@@ -25,23 +27,15 @@ NativeCallable wrap(std::string name, Function function, Convert convert)
         WorkMeter work(caller, line);
         BridgeMeter meter(work);
         const std::vector<LuaValue> arguments = publicArguments(caller, args, meter);
-        try
-        {
-            return convert(caller, function(vm, arguments));
-        }
-        catch (const RuntimeError&)
-        {
-            throw;
-        }
-        catch (const LuaError& error)
-        {
-            failRuntime(line, name + ": " + error.message());
-        }
+        // A LuaError the host throws becomes a script error "name: message" at the call's line, which
+        // pcall can catch; any other exception of the host passes through to the host.
+        return asScriptErrors(line, name + ": ", [&] { return convert(caller, function(vm, arguments)); });
     };
 }
 
 } // namespace
 
+// A single-result host function returns exactly one value to the script, nil included.
 NativeCallable wrapHostFunction(std::string name, NativeFunction function)
 {
     return wrap(std::move(name), std::move(function),
@@ -62,6 +56,7 @@ NativeCallable wrapHostFunction(std::string name, LuaMultiFunction function)
 
 LuaObjectHandle::~LuaObjectHandle() = default;
 
+// The handle's own memory is charged to the heap it joins; the host's data behind it is not.
 void LuaObjectHandle::adoptIntoCurrentHeap()
 {
     if (!inHeap() && gCurrentHeap != nullptr)
@@ -72,6 +67,8 @@ void LuaObjectHandle::adoptIntoCurrentHeap()
     }
 }
 
+// obj.key: the object's own fields first, so a field set by a script shadows a method of the same
+// name; only string keys reach the methods.
 Value hostObjectField(const LuaObjectHandle* object, const Value& key, std::uint32_t line)
 {
     if (key.isString())
@@ -123,7 +120,7 @@ LuaValue LuaValue::makeObject(std::shared_ptr<void> data, const std::type_info& 
         object->methods = makeTable();
         for (auto& [name, method] : methods)
         {
-            std::string qualified = typeName + ":" + name;
+            std::string qualified = typeName + ":" + name; // "Type:method" prefixes the method's errors
             NativeCallable callable = method.multi ? wrapHostFunction(qualified, std::move(method.multi))
                                                    : wrapHostFunction(qualified, std::move(method.single));
             tableSetByKey(object->methods.get(), TableKey::makeString(name),
@@ -134,6 +131,7 @@ LuaValue LuaValue::makeObject(std::shared_ptr<void> data, const std::type_info& 
     return LuaValue(publicObject(object.get()));
 }
 
+// The exact type the object was made with, or null: a host never reads one object as another type.
 void* LuaValue::objectPointer(const std::type_info& type) const noexcept
 {
     if (type_ != Type::Object)

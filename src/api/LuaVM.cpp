@@ -15,6 +15,8 @@ namespace velmar::lua
 namespace
 {
 
+// Serials start at 1 and are never reused, so a function that outlives its interpreter can never be
+// taken for one of a newer interpreter that happens to sit at the same address.
 std::atomic<std::uint64_t> gInterpreterSerials{0};
 
 // The serials of the interpreters that exist, so that a function outliving its own can say so. Made on
@@ -41,6 +43,7 @@ std::uint64_t registerInterpreter()
 
 } // namespace
 
+// Asked only when a script function is called from the wrong interpreter, to choose the message.
 bool interpreterExists(std::uint64_t serial)
 {
     LiveInterpreters& live = liveInterpreters();
@@ -50,18 +53,22 @@ bool interpreterExists(std::uint64_t serial)
 
 LuaVM::Impl::Impl(LuaVM* owner) : owner(owner), serial(registerInterpreter())
 {
+    // The standard library and every value made here are this interpreter's memory from the start.
     HeapScope scope(heap);
+    // What a host's empty function handle becomes inside scripts: a value that fails only when called.
     emptyFunction = makeNativeFunction("", [](LuaVM&, ValueSpan, unsigned line) -> MultiValue {
         failRuntime(line, "attempt to call an empty function");
     });
     bindDefaults();
-    stringLibrarySlot = resolveGlobalSlot("string");
+    stringLibrarySlot = resolveGlobalSlot("string"); // where s:method() looks its methods up
 }
 
+// Values are dropped inside the interpreter's own heap scope, so their memory is credited back to it;
+// public values that still refer to it keep its heap anchor alive after this.
 LuaVM::Impl::~Impl()
 {
     HeapScope scope(heap);
-    for (Value& global : globalTable.globals)
+    for (Value& global : globals)
     {
         global = Value();
     }
@@ -73,9 +80,12 @@ LuaVM::Impl::~Impl()
     live.serials.erase(serial);
 }
 
+// The whole compile, including the evaluator's own pass over the tree. Used by runs and by
+// compileScript, so that a container is only written for a chunk that would compile.
 ParsedChunk LuaVM::Impl::parseScript(std::string_view source, const std::string& chunkName)
 {
     ParsedChunk chunk = compileChunk(source, chunkName, globalTable);
+    growGlobals(); // the slots the chunk added hold nil until set
     elideEmptyScopes(chunk.statements, chunkName);
     return chunk;
 }
@@ -95,12 +105,14 @@ LuaResult LuaVM::Impl::runGuarded(const std::string* const& chunkName, bool host
     } enforcing{heap, heap.enforcing()};
     heap.setEnforcing(true);
     exitCode = -1;
+    // Measured per run: the host may call from a different thread each time.
     zq::initStackLimit();
     stackLimit = zq::gStackLimit;
     const bool nested = running; // a run started by a host function shares the outer run's budget
     if (!nested)
     {
         stepsLeft = stepLimit == 0 ? ~0ULL : stepLimit + 1;
+        // An interrupt made while nothing ran is forgotten: it stops the run in progress, not the next one.
         attention.fetch_and(static_cast<std::uint8_t>(~kInterrupt), std::memory_order_relaxed);
     }
     struct RunFlag
@@ -116,12 +128,16 @@ LuaResult LuaVM::Impl::runGuarded(const std::string* const& chunkName, bool host
         }
     } runFlag{*this, nested};
     running = true;
+    // A host call's own failure (line 0: no script ran yet) and a library error raised outside any
+    // script carry no position.
     const auto failure = [&](std::uint32_t line, bool hasLine, const std::string& message) {
         LuaResult result;
         const bool positioned = chunkName != nullptr && hasLine && !(hostCall && line == 0);
-        result.error = positioned ? *chunkName + ":" + std::to_string(line) + ": " + message : message;
+        result.error = positioned ? positionedMessage(*chunkName, line, message) : message;
         return result;
     };
+    // Every way a run ends becomes a LuaResult here and nowhere else. A host's exception from outside
+    // the library's family is not caught: it passes to the host that started the run.
     try
     {
         return makeSuccess(body());
@@ -133,7 +149,7 @@ LuaResult LuaVM::Impl::runGuarded(const std::string* const& chunkName, bool host
     }
     catch (const ProtectedRuntimeError& error)
     {
-        return failure(error.line, error.hasLine, error.message);
+        return failure(error.line, true, error.message);
     }
     catch (const RunAborted& aborted)
     {
@@ -143,11 +159,14 @@ LuaResult LuaVM::Impl::runGuarded(const std::string* const& chunkName, bool host
     }
     catch (const LuaError& error)
     {
+        // A script error has a line; a syntax error already holds its position, and a library error
+        // raised outside any call (a bad value handed in) has none.
         const auto* runtime = dynamic_cast<const RuntimeError*>(&error);
-        return runtime ? failure(runtime->line, runtime->hasLine, error.message()) : failure(0, false, error.message());
+        return runtime ? failure(runtime->line, true, error.message()) : failure(0, false, error.message());
     }
     catch (const BreakSignal&)
     {
+        // A break that left a function a host called directly: no loop of the run can take it.
         return failure(pendingBreakLine, true, "break outside a loop");
     }
     catch (const std::bad_alloc&)
@@ -168,7 +187,7 @@ LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::str
     return runGuarded(chunk, false, [&] {
         MultiValue result;
         ParsedChunk parsed = parseScript(source, chunkName);
-        Ref<Environment> environment = Environment::makeShared(parsed.localCount);
+        Ref<Environment> environment = Environment::makeShared(parsed.localCount); // the chunk's locals
         ExecStatus status;
         try
         {
@@ -184,12 +203,14 @@ LuaResult LuaVM::Impl::runScriptString(const std::string& source, const std::str
         }
         else if (status == ExecStatus::Break)
         {
-            throw RuntimeError("break outside a loop", pendingBreakLine, true);
+            throw RuntimeError("break outside a loop", pendingBreakLine);
         }
         return result;
     });
 }
 
+// A host's call into a script function, by value or by global name. Line 0 stands for the host's own
+// call, so an error of the call itself (calling a non-function) has no position.
 LuaResult LuaVM::Impl::call(const LuaValue* function, const std::string* globalName, const std::vector<LuaValue>& args)
 {
     // The callee's chunk names the errors of a script function; held here, because the call may drop
@@ -266,21 +287,17 @@ LuaResult LuaVM::Impl::makeSuccess(const MultiValue& values)
     return result;
 }
 
+// For failures outside a run (reading a container or its file), named after what was being read.
 LuaResult LuaVM::Impl::makeFailure(const LuaError& error, const std::string& chunkName) const
 {
     LuaResult result;
     const auto* runtime = dynamic_cast<const RuntimeError*>(&error);
-    if (runtime && runtime->hasLine)
-    {
-        result.error = chunkName + ":" + std::to_string(runtime->line) + ": " + error.message();
-    }
-    else
-    {
-        result.error = error.message();
-    }
+    result.error = runtime ? positionedMessage(chunkName, runtime->line, error.message()) : error.message();
     return result;
 }
 
+// Host functions go through the wrappers of HostObjects.cpp, which convert values and errors; the
+// library's own natives are bound as they are.
 void LuaVM::Impl::bindFunction(const std::string& name, NativeFunction fn)
 {
     setGlobalValue(name, Value(makeNativeFunction(name, wrapHostFunction(name, std::move(fn)))));
@@ -308,6 +325,7 @@ LuaVM::LuaVM() : impl_(std::make_unique<Impl>(this)) {}
 
 LuaVM::~LuaVM() = default;
 
+// The Impl keeps a pointer back to its LuaVM (host functions receive it), so a move re-points it.
 LuaVM::LuaVM(LuaVM&& other) noexcept : impl_(std::move(other.impl_))
 {
     if (impl_)
@@ -380,6 +398,8 @@ void LuaVM::setGlobal(const std::string& name, const LuaValue& value)
     impl_->setGlobalValue(name, impl_->publicToValue(value));
 }
 
+// A global that cannot be converted (a value nested too deeply, an iterator) reads as absent rather than
+// throwing: the call promises only true or false.
 bool LuaVM::getGlobal(const std::string& name, LuaValue& out) const
 {
     if (!impl_)
@@ -409,6 +429,7 @@ LuaResult LuaVM::runScriptString(const std::string& source, const std::string& c
     return impl_ ? impl_->runScriptString(source, chunkName) : movedFromResult();
 }
 
+// Read when an outermost run starts; a run already going keeps the budget it started with.
 void LuaVM::setStepLimit(std::uint64_t steps)
 {
     if (impl_)
@@ -430,6 +451,8 @@ std::size_t LuaVM::memoryInUse() const noexcept
     return impl_ ? impl_->heap.bytesInUse() : 0;
 }
 
+// Safe from any thread or a signal handler: one relaxed atomic OR, which the run notices at its next
+// step (long library operations count their steps as they go).
 void LuaVM::interrupt() noexcept
 {
     if (impl_)
@@ -443,6 +466,7 @@ std::string LuaVM::valueToString(const LuaValue& value)
     return value.toString();
 }
 
+// The free-function forms of the interface, each the member of the same name.
 LuaResult runLuaScriptString(LuaVM& vm, const std::string& source, const std::string& chunkName)
 {
     return vm.runScriptString(source, chunkName);

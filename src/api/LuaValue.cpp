@@ -28,6 +28,7 @@ LuaValue::LuaValue(long integer) noexcept : type_(Type::Integer), payload_(stati
 LuaValue::LuaValue(long long integer) noexcept : type_(Type::Integer), payload_(integer) {}
 LuaValue::LuaValue(unsigned integer) noexcept : type_(Type::Integer), payload_(static_cast<long long>(integer)) {}
 LuaValue::LuaValue(unsigned long integer) noexcept : LuaValue(static_cast<unsigned long long>(integer)) {}
+// An unsigned value beyond the integer range becomes the nearest float rather than wrapping negative.
 LuaValue::LuaValue(unsigned long long integer) noexcept
 {
     if (integer <= static_cast<unsigned long long>(INT64_MAX))
@@ -43,9 +44,10 @@ LuaValue::LuaValue(unsigned long long integer) noexcept
 }
 LuaValue::LuaValue(double number) noexcept : type_(Type::Float), payload_(number) {}
 LuaValue::LuaValue(bool boolean) noexcept : type_(Type::Boolean), payload_(boolean) {}
-LuaValue::LuaValue(const char* text) : type_(Type::String), payload_(std::string(text ? text : "")) {}
+LuaValue::LuaValue(const char* text) : type_(Type::String), payload_(std::string(text ? text : "")) {} // null: ""
 LuaValue::LuaValue(std::string text) noexcept : type_(Type::String), payload_(std::move(text)) {}
 LuaValue::LuaValue(std::string_view text) : type_(Type::String), payload_(std::string(text)) {}
+// An empty object pointer is nil; an empty function pointer stays a function (one that cannot be called).
 LuaValue::LuaValue(std::shared_ptr<LuaObjectHandle> object) noexcept
 {
     if (object)
@@ -197,6 +199,8 @@ bool LuaValue::isTruthy() const noexcept
     return type_ != Type::Nil && (type_ != Type::Boolean || std::get<bool>(payload_));
 }
 
+// Floats truncate toward zero; NaN reads as 0 and out-of-range values saturate, so no host value can
+// make the conversion undefined.
 long long LuaValue::asInteger() const
 {
     switch (type_)
@@ -308,6 +312,8 @@ constexpr std::size_t kTextPiece = 64 * 1024;
 
 } // namespace
 
+// Scalars as a script prints them, arrays as [a, b], maps as {key: value} in their order, functions as
+// [function name]. Recursion is bounded by the stack check, which also stops a value that holds itself.
 void appendPublicText(std::string& out, const LuaValue& value, TextSink* sink)
 {
     if (zq::stackExhausted())
@@ -388,6 +394,8 @@ std::string LuaValue::toString() const
     return out;
 }
 
+// LuaMap keeps entries in insertion order (entries_) with an index from key to position (index_);
+// assigning an existing key keeps its place.
 LuaMap::LuaMap(std::initializer_list<Entry> entries)
 {
     for (const Entry& entry : entries)
@@ -424,6 +432,7 @@ const LuaValue* LuaMap::find(const std::string& key) const
     return const_cast<LuaMap*>(this)->find(key);
 }
 
+// Linear in the map's size: the positions after the erased entry all move down by one.
 bool LuaMap::erase(const std::string& key)
 {
     const auto found = index_.find(key);

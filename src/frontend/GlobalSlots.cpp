@@ -4,6 +4,8 @@
 namespace velmar::lua
 {
 
+// Slots are dense (the next one is the table's size), so the interpreter's values can be a plain vector
+// that grows with the table.
 std::size_t GlobalSlotTable::resolveGlobalSlot(std::string_view name)
 {
     const auto found = globalSlots.find(name);
@@ -11,8 +13,7 @@ std::size_t GlobalSlotTable::resolveGlobalSlot(std::string_view name)
     {
         return found->second;
     }
-    const std::size_t slot = globals.size();
-    globals.emplace_back();
+    const std::size_t slot = globalSlots.size();
     globalSlots.emplace(std::string(name), slot);
     return slot;
 }
@@ -20,6 +21,7 @@ std::size_t GlobalSlotTable::resolveGlobalSlot(std::string_view name)
 namespace
 {
 
+// A name target may be a global; a field or index target only reads its object and key expressions.
 void bindTarget(GlobalSlotTable& table, AssignTarget& target)
 {
     if (target.kind == AssignTarget::Kind::Name)
@@ -45,6 +47,8 @@ void bindList(GlobalSlotTable& table, const std::vector<ExprPtr>& exprs)
 
 } // namespace
 
+// Walks statements in source order, so slots are numbered in order of first mention. It has no stack
+// guard of its own: it recurses as the resolver does, which ran first and refused any tree too deep.
 void bindGlobalSlots(GlobalSlotTable& table, const StmtList& statements)
 {
     for (const StmtPtr& statement : statements)
@@ -113,7 +117,7 @@ void bindGlobalSlots(GlobalSlotTable& table, const ExprPtr& expr)
 {
     if (!expr)
     {
-        return;
+        return; // absent: a for loop's step, a positional field's key, a call's callee or object
     }
     switch (expr->kind)
     {
@@ -163,6 +167,7 @@ void bindGlobalSlots(GlobalSlotTable& table, const ExprPtr& expr)
     }
 }
 
+// Parameters are locals: only the body can mention globals.
 void bindGlobalSlots(GlobalSlotTable& table, FunctionExpr& function)
 {
     bindGlobalSlots(table, function.body);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "frontend/Ast.hpp"
-#include "runtime/Value.hpp"
 
 #include <functional>
 #include <string>
@@ -13,23 +12,26 @@
 namespace velmar::lua
 {
 
+// Transparent, so that a lookup by string_view needs no temporary string.
 struct StringHash
 {
     using is_transparent = void;
     std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>{}(text); }
 };
 
-// Slots are handed out in order of first mention and never reused, for the life of an interpreter.
+// Global names and their slot numbers; the interpreter holds the values, by slot. Slots are handed out in
+// order of first mention and never reused, for the life of an interpreter.
 struct GlobalSlotTable
 {
-    std::unordered_map<std::string, std::size_t, StringHash, std::equal_to<>> globalSlots;
-    std::vector<Value> globals;
+    std::unordered_map<std::string, std::size_t, StringHash, std::equal_to<>> globalSlots; // name -> slot
 
-    // The slot of a global; a new name gets the next slot, holding nil.
+    // The slot of a global; a new name gets the next slot.
     std::size_t resolveGlobalSlot(std::string_view name);
+    std::size_t size() const noexcept { return globalSlots.size(); }
 };
 
-// Gives every global reference (depth -1) of the tree its slot, creating slots on first mention.
+// Gives every global reference (depth -1) of the tree its slot, creating slots on first mention. Function
+// bodies are bound too, so a global mentioned only inside a function has its slot before the call.
 void bindGlobalSlots(GlobalSlotTable& table, const StmtList& statements);
 void bindGlobalSlots(GlobalSlotTable& table, const ExprPtr& expr);
 void bindGlobalSlots(GlobalSlotTable& table, FunctionExpr& function);

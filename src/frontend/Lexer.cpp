@@ -8,6 +8,8 @@
 namespace velmar::lua
 {
 
+// A plain library error, not a RuntimeError with a line: the message already holds its position, and the
+// facade reports it as it stands.
 void failParse(const std::string& chunkName, std::uint32_t line, std::uint32_t column, std::string_view message)
 {
     std::string text = chunkName;
@@ -33,12 +35,13 @@ bool isHexDigit(char c)
     return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
+// Names are ASCII only: a byte of 0x80 and above is an unexpected character.
 bool isNameStart(char c)
 {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
 }
 
-bool isNamePart(char c)
+bool isNameByte(char c)
 {
     return isNameStart(c) || isDigit(c);
 }
@@ -49,6 +52,7 @@ struct Keyword
     TokenKind kind;
 };
 
+// Read after the whole name, so "ends" and "andy" stay identifiers.
 constexpr std::array<Keyword, 19> kKeywords = {{
     {"and", TokenKind::And},       {"break", TokenKind::Break},   {"do", TokenKind::Do},
     {"else", TokenKind::Else},     {"elseif", TokenKind::ElseIf}, {"end", TokenKind::End},
@@ -64,7 +68,6 @@ constexpr std::array<Keyword, 19> kKeywords = {{
 int Lexer::advance()
 {
     const char c = source_[position_++];
-    lastMatched_ = false;
     if (c == '\n')
     {
         ++line_;
@@ -74,7 +77,7 @@ int Lexer::advance()
     {
         ++column_;
     }
-    return static_cast<signed char>(c);
+    return static_cast<signed char>(c); // callers cast it back to char
 }
 
 bool Lexer::match(char expected)
@@ -82,10 +85,8 @@ bool Lexer::match(char expected)
     if (!atEnd() && source_[position_] == expected)
     {
         advance();
-        lastMatched_ = true;
         return true;
     }
-    lastMatched_ = false;
     return false;
 }
 
@@ -94,7 +95,7 @@ void Lexer::skipBlanksAndComments()
     while (!atEnd())
     {
         const char c = peek();
-        if (c == ' ' || (c >= 9 && c <= 13))
+        if (c == ' ' || (c >= 9 && c <= 13)) // space, tab, line feed, vertical tab, form feed, return
         {
             advance();
         }
@@ -102,6 +103,7 @@ void Lexer::skipBlanksAndComments()
         {
             advance();
             advance();
+            // "--[[" opens a long comment; "--[" or "--[=[" are line comments.
             if (peek() == '[' && peekNext() == '[')
             {
                 advance();
@@ -123,6 +125,9 @@ void Lexer::skipBlanksAndComments()
     }
 }
 
+// [[ ... ]] with no level signs and no escapes: the body is taken byte for byte, line feeds included,
+// up to the first "]]". An unclosed one fails at (`line`, `column`): a string's opening "[[", or the
+// position just after a comment's "--[[".
 std::string Lexer::readLongString(std::uint32_t line, std::uint32_t column)
 {
     std::string body;
@@ -142,6 +147,8 @@ std::string Lexer::readLongString(std::uint32_t line, std::uint32_t column)
     }
 }
 
+// The escapes are \n, \t, \r and \0; any other escaped byte stands for itself (\\, \", \' and also \a).
+// Ends at the same quote that opened it; an unclosed string is reported at that opening quote.
 void Lexer::readQuotedString(char quote, Token& token)
 {
     while (true)
@@ -176,13 +183,15 @@ void Lexer::readQuotedString(char quote, Token& token)
     }
 }
 
+// Decimal integers, hexadecimal integers and decimal floats digits '.' digits, kept as their exact text
+// for the parser to convert. There are no exponents: "1e5" is 1 then the name e5, and "1." is 1 then '.'.
 void Lexer::readNumber(char first, Token& token)
 {
     token.kind = TokenKind::Integer;
     token.text.push_back(first);
     if (first == '0' && (peek() == 'x' || peek() == 'X'))
     {
-        token.text.push_back(static_cast<char>(advance()));
+        token.text.push_back(static_cast<char>(advance())); // "0x" with no digits is left for the parser
         while (!atEnd() && isHexDigit(peek()))
         {
             token.text.push_back(static_cast<char>(advance()));
@@ -193,6 +202,7 @@ void Lexer::readNumber(char first, Token& token)
     {
         token.text.push_back(static_cast<char>(advance()));
     }
+    // A '.' makes a float only with a digit after it, so 1..2 reads as 1 .. 2.
     if (peek() == '.' && isDigit(peekNext()))
     {
         token.kind = TokenKind::Number;
@@ -204,10 +214,11 @@ void Lexer::readNumber(char first, Token& token)
     }
 }
 
+// A name, or the keyword it spells (keywords are case-sensitive: "End" is a name).
 void Lexer::readName(char first, Token& token)
 {
     token.text.push_back(first);
-    while (!atEnd() && isNamePart(peek()))
+    while (!atEnd() && isNameByte(peek()))
     {
         token.text.push_back(static_cast<char>(advance()));
     }
@@ -223,6 +234,8 @@ void Lexer::readName(char first, Token& token)
 }
 
 
+// One token after skipping blanks and comments. Single-byte tokens, then the two-byte ones that share a
+// first byte ('..', '<=', '==', '>=', '~=', '[['), then numbers and names.
 Token Lexer::next()
 {
     skipBlanksAndComments();
@@ -240,6 +253,7 @@ Token Lexer::next()
         token.kind = kind;
         token.text.assign(1, c);
     };
+    // '<', '=' and '>' each take one optional '=' after them.
     auto withEqual = [&](TokenKind plain, TokenKind equal)
     {
         token.text.assign(1, c);
@@ -255,6 +269,7 @@ Token Lexer::next()
     };
     switch (c)
     {
+    // Either quote opens a string, inside which the other needs no escape.
     case '"':
     case '\'':
         token.kind = TokenKind::String;
@@ -288,7 +303,7 @@ Token Lexer::next()
     case '<': withEqual(TokenKind::Less, TokenKind::LessEqual); break;
     case '=': withEqual(TokenKind::Assign, TokenKind::Equal); break;
     case '>': withEqual(TokenKind::Greater, TokenKind::GreaterEqual); break;
-    case '~':
+    case '~': // only in "~="
         if (!match('='))
         {
             failParse(chunkName_, token.line, token.column, "unexpected '~'");

@@ -10,10 +10,12 @@
 namespace velmar::lua
 {
 
+// The lexer hands over the exact digits, so conversion happens here, once per literal node.
 Value convertIntegerLiteral(const std::string& text)
 {
     if (text.size() >= 3 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X'))
     {
+        // The lexer let only hex digits through, so each maps straight to its value.
         std::uint64_t bits = 0; // only the last 16 digits survive: wraps without a check
         for (std::size_t i = 2; i < text.size(); ++i)
         {
@@ -29,12 +31,16 @@ Value convertIntegerLiteral(const std::string& text)
     const auto [stop, error] = std::from_chars(begin, end, integer, 10);
     if (error == std::errc::result_out_of_range)
     {
+        // Too large for an integer: read as the double of its value instead of failing, so that
+        // -9223372036854775808 still gives the smallest integer.
         return Value(convertNumberLiteral(text));
     }
     (void)stop; // "0x" alone reads as the leading 0
     return Value(integer);
 }
 
+// The lexer only makes digits '.' digits, which the fixed format reads whole; the result is the
+// correctly rounded double.
 double convertNumberLiteral(const std::string& text)
 {
     double number = 0.0;
@@ -46,6 +52,7 @@ Parser::Parser(std::string_view source, std::string chunkName)
     : lexer_(source, chunkName), chunkName_(std::move(chunkName)),
       sharedChunkName_(std::make_shared<const std::string>(chunkName_))
 {
+    // The first two tokens are read here, so a lexical error among them surfaces from the constructor.
     window_.push_back(lexer_.next());
     fillWindow();
 }
@@ -59,6 +66,7 @@ void Parser::fillWindow()
     }
 }
 
+// Past the end of input every lookahead reads as the EndOfFile token at the back of the window.
 const Token& Parser::peekAt(std::size_t offset) const noexcept
 {
     const std::size_t index = current_ + offset - base_;
@@ -71,6 +79,8 @@ const Token& Parser::advance()
     {
         ++current_;
         fillWindow();
+        // Trimming waits until twice the kept tokens lie behind, so the deque drops them in batches
+        // rather than on every advance; at least kTokensKept stay behind the current one.
         if (current_ - base_ > 2 * kTokensKept)
         {
             while (current_ - base_ > kTokensKept)
@@ -80,7 +90,7 @@ const Token& Parser::advance()
             }
         }
     }
-    return previous();
+    return previous(); // at EndOfFile the position stays, and this is the last token before it
 }
 
 bool Parser::match(TokenKind kind)
@@ -93,6 +103,7 @@ bool Parser::match(TokenKind kind)
     return false;
 }
 
+// The error points at the token that is there instead, which is EndOfFile when the input ran out.
 const Token& Parser::consume(TokenKind kind, const char* message)
 {
     if (check(kind))
@@ -102,6 +113,7 @@ const Token& Parser::consume(TokenKind kind, const char* message)
     errorAt(peek(), message);
 }
 
+// The one way out of the parser on a syntax error; failParse adds the chunk name and position.
 void Parser::errorAt(const Token& token, const char* message)
 {
     const std::uint32_t line = token.line;
@@ -119,7 +131,7 @@ void Parser::errorAt(const Token& token, const char* message)
 
 Parser::NestingScope::NestingScope(Parser& parser) : parser_(parser)
 {
-    // Real programs nest a few dozen levels; the budget keeps every later pass shallow as well, and the
+    // Real programs nest a few dozen levels; the budget bounds the parser's recursion on any stack, and the
     // stack check covers hosts whose threads have small stacks.
     if (++parser_.depth_ > kMaxNesting || zq::stackExhausted())
     {
@@ -134,6 +146,7 @@ void Parser::skipSemicolons()
     }
 }
 
+// chunk ::= {stat [';']}
 StmtList Parser::parseChunk()
 {
     StmtList statements;
@@ -146,6 +159,8 @@ StmtList Parser::parseChunk()
     return statements;
 }
 
+// block ::= {stat [';']}, up to (not including) one of `terminators`. Running into the end of input is
+// not reported here: the caller's consume of its closing keyword names what is missing.
 StmtList Parser::parseBlock(std::initializer_list<TokenKind> terminators)
 {
     StmtList statements;
@@ -165,6 +180,7 @@ StmtList Parser::parseBlock(std::initializer_list<TokenKind> terminators)
     return statements;
 }
 
+// explist ::= exp {',' exp}
 std::vector<ExprPtr> Parser::parseExpressionList()
 {
     std::vector<ExprPtr> expressions;
@@ -177,6 +193,7 @@ std::vector<ExprPtr> Parser::parseExpressionList()
 }
 
 // args ::= '(' [explist] ')'
+// A method call comes here without having seen its '(': "o:m" alone fails as "expected '(' before arguments".
 std::vector<ExprPtr> Parser::parseArguments()
 {
     consume(TokenKind::LeftParen, "expected '(' before arguments");
@@ -193,6 +210,7 @@ std::vector<ExprPtr> Parser::parseArguments()
 std::shared_ptr<FunctionExpr> Parser::parseFunctionBody(std::uint32_t line)
 {
     NestingScope nesting(*this);
+    // `line` is the `function` keyword's; every function of the chunk shares one copy of its name.
     auto function = make<FunctionExpr>(line);
     function->chunkName = sharedChunkName_;
     consume(TokenKind::LeftParen, "expected '(' after function name");
@@ -209,6 +227,8 @@ std::shared_ptr<FunctionExpr> Parser::parseFunctionBody(std::uint32_t line)
     return function;
 }
 
+// Only a name, a field or an index can be assigned. The statement is only known to be an assignment
+// once '=' or ',' follows the expression, so a bad target is reported at that token.
 AssignTarget Parser::asAssignTarget(const ExprPtr& expr)
 {
     AssignTarget target;
@@ -237,9 +257,11 @@ AssignTarget Parser::asAssignTarget(const ExprPtr& expr)
     return target;
 }
 
+// stat ::= if | while | for | return | break | function | local | varlist '=' explist | functioncall
+// `break` is accepted anywhere: what a break outside a loop does is decided when it runs, not here.
 StmtPtr Parser::parseStatement()
 {
-    NestingScope nesting(*this);
+    NestingScope nesting(*this); // blocks nest through statements, so they count against the budget too
     const Token& token = peek();
     switch (token.kind)
     {
@@ -261,6 +283,7 @@ StmtPtr Parser::parseStatement()
 // if exp then block {elseif exp then block} [else block] end
 StmtPtr Parser::parseIf()
 {
+    // Each branch's block stops at the next elseif, else or end; only the last end is consumed here.
     auto statement = make<IfStmt>(advance().line);
     IfStmt::Branch first;
     first.condition = parseExpression();
@@ -286,6 +309,7 @@ StmtPtr Parser::parseIf()
 // while exp do block end
 StmtPtr Parser::parseWhile()
 {
+    // The statement takes the `while` keyword's line, as every statement takes its first keyword's.
     const std::uint32_t line = advance().line;
     ExprPtr condition = parseExpression();
     consume(TokenKind::Do, "expected 'do' after while condition");
@@ -299,6 +323,7 @@ StmtPtr Parser::parseFor()
 {
     const std::uint32_t line = advance().line;
     std::string first = consume(TokenKind::Identifier, "expected loop variable name").text;
+    // The token after the first name decides: '=' makes a numeric loop, anything else a generic one.
     if (match(TokenKind::Assign))
     {
         auto loop = make<NumericForStmt>(line);
@@ -330,6 +355,8 @@ StmtPtr Parser::parseFor()
 }
 
 // return [explist]
+// Values are read unless the block visibly ends. A return need not be the last statement: what follows
+// it is parsed as usual.
 StmtPtr Parser::parseReturn()
 {
     auto statement = make<ReturnStmt>(advance().line);
@@ -346,6 +373,8 @@ StmtPtr Parser::parseReturn()
 }
 
 // function Name {'.' Name} [':' Name] funcbody  |  local function Name funcbody
+// `line` is the statement's (the `local` keyword for a local function), while the function itself
+// takes the line of its `function` keyword and the target that of its last name.
 StmtPtr Parser::parseFunctionDeclaration(const Token& functionToken, bool isLocal, std::uint32_t line)
 {
     const std::uint32_t functionLine = functionToken.line;
@@ -370,6 +399,7 @@ StmtPtr Parser::parseFunctionDeclaration(const Token& functionToken, bool isLoca
                 if (match(TokenKind::Dot))
                 {
                     const Token& field = consume(TokenKind::Identifier, "expected field name after '.'");
+                    // Only the last name is assigned; the ones before it are read to find the table.
                     if (check(TokenKind::Dot) || check(TokenKind::Colon))
                     {
                         object = make<FieldExpr>(std::move(object), field.text, field.line);
@@ -391,13 +421,14 @@ StmtPtr Parser::parseFunctionDeclaration(const Token& functionToken, bool isLoca
                     isMethod = true;
                     break;
                 }
-                errorAt(peek(), "invalid function target");
+                errorAt(peek(), "invalid function target"); // unreachable: the loop starts on '.' or ':'
             }
         }
     }
     std::shared_ptr<FunctionExpr> function = parseFunctionBody(functionLine);
     if (isMethod)
     {
+        // function t:m(a) declares m with the parameters self, a.
         function->parameters.insert(function->parameters.begin(), "self");
     }
     return make<FunctionDeclarationStmt>(isLocal, std::move(target), std::move(function), line);
@@ -406,6 +437,7 @@ StmtPtr Parser::parseFunctionDeclaration(const Token& functionToken, bool isLoca
 // local function Name funcbody  |  local Name {',' Name} ['=' explist]
 StmtPtr Parser::parseLocal()
 {
+    // Both forms carry the `local` keyword's line as the statement's.
     const Token& localToken = advance();
     const std::uint32_t line = localToken.line;
     if (check(TokenKind::Function))
@@ -418,12 +450,12 @@ StmtPtr Parser::parseLocal()
     {
         AssignTarget target;
         target.name = consume(TokenKind::Identifier, "expected local variable name").text;
-        target.line = line;
+        target.line = line; // every name carries the `local` keyword's line
         append(statement->targets, std::move(target));
     } while (match(TokenKind::Comma));
     if (match(TokenKind::Assign))
     {
-        statement->values = parseExpressionList();
+        statement->values = parseExpressionList(); // without '=', the names start as nil
     }
     return statement;
 }
@@ -434,6 +466,7 @@ StmtPtr Parser::parseExpressionStatement()
     ExprPtr expr = parsePrefixExpression();
     if (check(TokenKind::Assign) || check(TokenKind::Comma))
     {
+        // A multiple assignment: every further target is a prefix expression of its own.
         auto statement = make<AssignmentStmt>(false, expr->line);
         append(statement->targets, asAssignTarget(expr));
         while (match(TokenKind::Comma))
@@ -444,6 +477,8 @@ StmtPtr Parser::parseExpressionStatement()
         statement->values = parseExpressionList();
         return statement;
     }
+    // Only a call stands alone as a statement; the error points past the expression, where '=' or '('
+    // was expected.
     if (expr->kind != ExprKind::Call)
     {
         errorAt(peek(), "expected function call");
@@ -452,6 +487,10 @@ StmtPtr Parser::parseExpressionStatement()
 }
 
 // exp ::= andexp {or andexp}
+// One function per precedence level, loosest first: or, and, comparison, '..', '+' '-', '*' '/' '%',
+// unary, then prefix expressions. Every cycle of recursion passes through parseExpression, parseConcat,
+// parseUnary or parsePrefixExpression, so of the expression levels only these hold a NestingScope.
+// The line of an `or` or `and` node is that of the right operand's last token, not of the operator.
 ExprPtr Parser::parseExpression()
 {
     NestingScope nesting(*this);
@@ -477,6 +516,7 @@ ExprPtr Parser::parseAnd()
 }
 
 // comparison ::= concat {('==' | '~=' | '<' | '<=' | '>' | '>=') concat}
+// Comparisons chain from the left: a < b < c compares the boolean a < b with c (and fails at run time).
 ExprPtr Parser::parseComparison()
 {
     ExprPtr left = parseConcat();
@@ -494,10 +534,10 @@ ExprPtr Parser::parseComparison()
     }
 }
 
-// concat ::= factor {('+' | '-') factor} ['..' concat]
-ExprPtr Parser::parseConcat()
+// additive ::= factor {('+' | '-') factor}
+// Folded into parseConcat, its one caller, so that a nesting level costs no extra frame on a small stack.
+[[gnu::always_inline]] inline ExprPtr Parser::parseAdditive()
 {
-    NestingScope nesting(*this);
     ExprPtr left = parseFactor();
     while (check(TokenKind::Plus) || check(TokenKind::Minus))
     {
@@ -507,6 +547,15 @@ ExprPtr Parser::parseConcat()
         ExprPtr right = parseFactor();
         left = make<BinaryExpr>(std::move(left), kind, std::move(right), line);
     }
+    return left;
+}
+
+// concat ::= additive ['..' concat]
+// Right-associative and looser than '+' and '-': "a" .. 1 + 2 joins "a" and 3.
+ExprPtr Parser::parseConcat()
+{
+    NestingScope nesting(*this); // each '..' recurses here, so the chain counts against the nesting budget
+    ExprPtr left = parseAdditive();
     if (check(TokenKind::DotDot))
     {
         const std::uint32_t line = advance().line;
@@ -532,6 +581,7 @@ ExprPtr Parser::parseFactor()
 }
 
 // unary ::= ('-' | 'not' | '#') unary | prefixexp
+// Tighter than every binary operator: not a == b compares (not a) with b, and -x * y is (-x) * y.
 ExprPtr Parser::parseUnary()
 {
     NestingScope nesting(*this);
@@ -547,6 +597,8 @@ ExprPtr Parser::parseUnary()
 }
 
 // prefixexp ::= primary {'.' Name | '[' exp ']' | ':' Name args | args}
+// Calls take only a parenthesised list: f "x" and f {...} are not calls. A plain call takes the line of
+// its '(', a method call that of its name.
 ExprPtr Parser::parsePrefixExpression()
 {
     NestingScope nesting(*this);
@@ -588,6 +640,7 @@ ExprPtr Parser::parsePrefixExpression()
     }
 }
 
+// primary ::= literal | Name | '(' exp ')' | tableconstructor | function funcbody
 ExprPtr Parser::parsePrimary()
 {
     const Token& token = peek();
@@ -605,7 +658,7 @@ ExprPtr Parser::parsePrimary()
         advance();
         ExprPtr inner = parseExpression();
         consume(TokenKind::RightParen, "expected ')' after expression");
-        return inner;
+        return inner; // parentheses make no node: (f()) is the call itself
     }
     case TokenKind::LeftBrace: return parseTableConstructor(advance());
     case TokenKind::Function: return parseFunctionBody(advance().line);
@@ -617,10 +670,12 @@ ExprPtr Parser::parsePrimary()
 ExprPtr Parser::parseTableConstructor(const Token& brace)
 {
     auto table = make<TableExpr>(brace.line);
+    // Fields keep their source order, which is the order the constructor assigns them in.
     if (!check(TokenKind::RightBrace))
     {
         while (true)
         {
+            // A field's line is that of its first token, whatever its form.
             TableExpr::Field field;
             field.line = peek().line;
             if (match(TokenKind::LeftBracket))
@@ -633,6 +688,7 @@ ExprPtr Parser::parseTableConstructor(const Token& brace)
             }
             else if (check(TokenKind::Identifier) && peekAt(1).kind == TokenKind::Assign)
             {
+                // The one place that looks two tokens ahead: { x = 1 } names a field, { x } is a value.
                 field.kind = TableExpr::FieldKind::Named;
                 field.name = advance().text;
                 consume(TokenKind::Assign, "expected '=' after table field name");
@@ -649,7 +705,7 @@ ExprPtr Parser::parseTableConstructor(const Token& brace)
             }
             if (check(TokenKind::RightBrace))
             {
-                break;
+                break; // a trailing separator
             }
         }
     }

@@ -9,10 +9,12 @@ namespace velmar::lua
 
 enum class TokenKind : std::uint8_t
 {
+    // Names and literals: the only kinds whose text matters to the parser.
     Identifier,
     Integer,
     Number,
     String,
+    // Punctuation and operators.
     LeftParen,
     RightParen,
     LeftBrace,
@@ -37,6 +39,7 @@ enum class TokenKind : std::uint8_t
     LessEqual,
     Greater,
     GreaterEqual,
+    // Keywords, alphabetical as in the lexer's table.
     And,
     Break,
     Do,
@@ -56,9 +59,10 @@ enum class TokenKind : std::uint8_t
     Then,
     True,
     While,
-    EndOfFile,
+    EndOfFile, // also what every read past the end returns
 };
 
+// One token with its position (1-based line and byte column of its first byte).
 struct Token
 {
     TokenKind kind = TokenKind::EndOfFile;

@@ -3,7 +3,7 @@
 
 #include "host/ProgramInterface.hpp"
 #include "support/FileErrors.hpp"
-#include "support/SystemServices.hpp"
+#include "host/SystemServices.hpp"
 
 #include <algorithm>
 #include <cstdint>

@@ -13,9 +13,9 @@ void failRuntime(std::uint32_t line, std::string message)
 {
     if (gLuaProtectedDepth < 1)
     {
-        throw RuntimeError(std::move(message), line, true);
+        throw RuntimeError(std::move(message), line);
     }
-    throw ProtectedRuntimeError{std::move(message), line, true};
+    throw ProtectedRuntimeError{std::move(message), line};
 }
 
 Value LuaVM::Impl::makeScriptFunction(std::string name, const FunctionExpr& function, Environment* current)

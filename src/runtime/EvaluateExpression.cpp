@@ -205,7 +205,7 @@ Value evaluateLocalParent(Impl&, const Expr& expr, Environment* environment)
 
 Value evaluateGlobal(Impl& vm, const Expr& expr, Environment*)
 {
-    return vm.globalTable.globals[static_cast<const VariableExpr&>(expr).globalSlot];
+    return vm.globals[static_cast<const VariableExpr&>(expr).globalSlot];
 }
 
 Value evaluateGlobalByName(Impl& vm, const Expr& expr, Environment*)
@@ -646,7 +646,7 @@ Value LuaVM::Impl::indexValue(const Value& object, const Value& key, std::uint32
     {
     case ValueKind::String:
     {
-        const Value& library = globalTable.globals[stringLibrarySlot];
+        const Value& library = globals[stringLibrarySlot];
         if (key.isString() && library.isTable())
         {
             Value member = tableGetByKey(library.table(), stringKey(key));
@@ -666,7 +666,10 @@ Value LuaVM::Impl::indexValue(const Value& object, const Value& key, std::uint32
         {
             failRuntime(line, "userdata fields must be strings");
         }
-        return nativeObjectField(*this, object.userData(), key, line);
+        {
+            const NativeObject& native = *object.userData();
+            return native.methodNamed ? native.methodNamed(native, key.stringView()) : Value();
+        }
     case ValueKind::Table:
     {
         TableKey tableKey;
@@ -716,7 +719,7 @@ void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environm
         }
         else if (target.hasGlobalSlot)
         {
-            globalTable.globals[target.globalSlot] = std::move(value);
+            globals[target.globalSlot] = std::move(value);
         }
         else
         {

@@ -95,10 +95,6 @@ template <typename Visit> [[gnu::always_inline]] inline void forEachChild(Collec
     case RefKind::Iterator:
     {
         const auto* iterator = static_cast<IteratorState*>(object);
-        for (const Value& value : iterator->listValues)
-        {
-            visitValue(value, visit);
-        }
         if (Table* table = iterator->table.get())
         {
             visit(static_cast<Collectable*>(table));
@@ -149,9 +145,9 @@ void dropContents(Collectable* object) noexcept
     case RefKind::Iterator:
     {
         auto* iterator = static_cast<IteratorState*>(object);
-        ValueVector values = std::move(iterator->listValues);
         Ref<Table> table = std::move(iterator->table);
-        iterator->listValues.clear();
+        iterator->listSubject = Value();
+        iterator->listSpans.clear();
         iterator->listEnds.clear();
         return;
     }

@@ -39,10 +39,23 @@ public:
     static Impl& of(LuaVM& vm) noexcept { return *vm.impl_; }
 
     // ---- Globals ----
-    std::size_t resolveGlobalSlot(std::string_view name) { return globalTable.resolveGlobalSlot(name); }
-    void setGlobalValue(std::size_t slot, Value value) { globalTable.globals[slot] = std::move(value); }
+    std::size_t resolveGlobalSlot(std::string_view name)
+    {
+        const std::size_t slot = globalTable.resolveGlobalSlot(name);
+        growGlobals();
+        return slot;
+    }
+    // The values follow the names: a slot the front end handed out holds nil until it is set.
+    void growGlobals()
+    {
+        if (globals.size() < globalTable.size())
+        {
+            globals.resize(globalTable.size());
+        }
+    }
+    void setGlobalValue(std::size_t slot, Value value) { globals[slot] = std::move(value); }
     void setGlobalValue(std::string_view name, Value value) { setGlobalValue(resolveGlobalSlot(name), std::move(value)); }
-    Value getGlobalValue(std::size_t slot) const { return globalTable.globals[slot]; }
+    Value getGlobalValue(std::size_t slot) const { return globals[slot]; }
     Value getGlobalValue(std::string_view name) { return getGlobalValue(resolveGlobalSlot(name)); }
 
     // ---- Evaluator ----
@@ -133,7 +146,8 @@ public:
 
     LuaVM* owner;
     const std::uint64_t serial; // unique in the process: script functions remember their maker by it
-    GlobalSlotTable globalTable;
+    GlobalSlotTable globalTable; // global names and slots, shared with the front end
+    std::vector<Value> globals;  // their values, by slot
     std::unordered_map<std::string_view, Value> internedNames; // views into the strings they map to
     std::int32_t exitCode = -1;
     // What an empty function handle from the host becomes: every value needs an object to count on.
@@ -279,8 +293,6 @@ NativeCallable wrapHostFunction(std::string name, LuaMultiFunction function);
 LuaResult movedFromResult();
 constexpr const char* kMovedFromMessage = "this interpreter was moved from";
 
-// Field lookup on a userdata value: the methods of files and streams (io library).
-Value nativeObjectField(LuaVM::Impl& vm, NativeObject* object, const Value& key, std::uint32_t line);
 // Field lookup on a host object: a field a script stored on it (under any key a table takes), else one of
 // its methods, else nil.
 Value hostObjectField(const LuaObjectHandle* object, const Value& key, std::uint32_t line);

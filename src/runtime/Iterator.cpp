@@ -19,12 +19,14 @@ bool nextIteratorItem(IteratorState& state, MultiValue& out, LuaVM::Impl* vm, st
         {
             return false;
         }
-        // Each item is yielded once (the cursor only moves on), so its values move out of the list.
         const std::size_t begin = state.cursor == 0 ? 0 : state.listEnds[state.cursor - 1];
         const std::size_t end = state.listEnds[state.cursor++];
+        const std::string_view subject = state.listSubject.stringView();
         for (std::size_t i = begin; i < end; ++i)
         {
-            out.push(std::move(state.listValues[i]));
+            const IteratorState::Span span = state.listSpans[i];
+            out.push(vm != nullptr && span.length == 1 ? vm->singleByteString(static_cast<unsigned char>(subject[span.offset]))
+                                                       : Value(subject.substr(span.offset, span.length)));
         }
         return true;
     }

@@ -23,13 +23,21 @@ public:
 
     static void destroy(IteratorState* state) noexcept { destroyRefObject(RefKind::Iterator, state); }
 
-    // Ends a list item: the values pushed onto listValues since the previous one.
-    void endListItem() { listEnds.push_back(listValues.size()); }
+    // A piece of the list's subject: one value of an item.
+    struct Span
+    {
+        std::size_t offset;
+        std::size_t length;
+    };
+    // Ends a list item: the spans pushed onto listSpans since the previous one.
+    void endListItem() { listEnds.push_back(listSpans.size()); }
 
     Kind kind = Kind::List;
-    // The items of a list, flat: item i is listValues[listEnds[i - 1] .. listEnds[i]). One value per
-    // match is the common case, so a list of many matches costs about a value and an index each.
-    ValueVector listValues;
+    // The items of a list, flat: item i is listSpans[listEnds[i - 1] .. listEnds[i]), pieces of
+    // listSubject made into strings as the loop takes them. A list of a million matches is then two
+    // blocks, not a million strings: cheap to hold, and cheap to drop when a run stops while making it.
+    Value listSubject;
+    std::vector<Span, HeapAllocator<Span>> listSpans;
     std::vector<std::size_t, HeapAllocator<std::size_t>> listEnds;
     std::size_t cursor = 0; // list position, or the array position for pairs
     Ref<Table> table;

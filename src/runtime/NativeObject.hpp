@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <typeinfo>
 
 namespace zq
@@ -18,6 +19,12 @@ namespace velmar::lua
 {
 
 class Table;
+class Value;
+class NativeObject;
+
+// Answers a method name read from a file or stream (nil for an unknown one); set by the library that
+// makes the object, so the evaluator reads such fields without knowing any library.
+using NativeMethodLookup = Value (*)(const NativeObject& object, std::string_view name);
 
 // Collectable, because a host object holds a table of the fields scripts store on it, and so can sit
 // in a cycle; files and streams hold nothing the collector looks at.
@@ -42,6 +49,7 @@ public:
     bool readable = false;
     bool writable = false;
     std::string name; // a host object's type name
+    NativeMethodLookup methodNamed = nullptr;
     std::size_t heldBytes = 0; // the file's memory, as charged to the memory limit
 };
 

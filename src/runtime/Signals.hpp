@@ -1,12 +1,12 @@
 // Script errors and the signals that end a run or a loop from afar.
 #pragma once
 
-#include "runtime/MultiValue.hpp"
 #include "support/Errors.hpp"
 #include "support/Platform.hpp"
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace velmar::lua
 {
@@ -15,12 +15,8 @@ namespace velmar::lua
 class RuntimeError : public zq::runtime_error
 {
 public:
-    RuntimeError(std::string message, std::uint32_t line, bool hasLine)
-        : zq::runtime_error(std::move(message)), line(line), hasLine(hasLine)
-    {
-    }
+    RuntimeError(std::string message, std::uint32_t line) : zq::runtime_error(std::move(message)), line(line) {}
     std::uint32_t line;
-    bool hasLine;
 };
 
 // A script error raised while a pcall is active: cheaper, and outside the library's error family.
@@ -28,7 +24,6 @@ struct ProtectedRuntimeError
 {
     std::string message;
     std::uint32_t line = 0;
-    bool hasLine = false;
 };
 
 // os.exit: ends the run wherever it is; pcall does not catch it.
@@ -50,16 +45,54 @@ struct BreakSignal
 {
 };
 
-// Carries a return's values (the evaluator returns them as an outcome; kept for hosts of the type).
-struct ReturnSignal
-{
-    MultiValue values;
-};
-
 // Number of protected calls in progress on this thread (interpreters on other threads have their own).
 extern constinit ZQ_THREAD_LOCAL std::int32_t gLuaProtectedDepth;
 
 // The one way to raise a script error: RuntimeError, or ProtectedRuntimeError inside a pcall.
 [[noreturn]] void failRuntime(std::uint32_t line, std::string message);
+
+// Counts one protected call for as long as it runs, however it ends (a script error, os.exit, a break
+// escaping its function, an aborted run or a host's own exception).
+class ProtectedCallScope
+{
+public:
+    ProtectedCallScope() noexcept : saved_(gLuaProtectedDepth) { ++gLuaProtectedDepth; }
+    ~ProtectedCallScope() { gLuaProtectedDepth = saved_; }
+    ProtectedCallScope(const ProtectedCallScope&) = delete;
+    ProtectedCallScope& operator=(const ProtectedCallScope&) = delete;
+
+private:
+    std::int32_t saved_;
+};
+
+// Runs a library or host call at a call boundary: an error of the library's family (a host's LuaError
+// included) that is not already a script error becomes one at the call's line, its message after `prefix` (a host function's name).
+template <typename Call>
+[[gnu::always_inline]] inline decltype(auto) asScriptErrors(std::uint32_t line, std::string_view prefix, Call&& call)
+{
+    try
+    {
+        return call();
+    }
+    catch (const RuntimeError&)
+    {
+        throw;
+    }
+    catch (const LuaError& error)
+    {
+        failRuntime(line, std::string(prefix) + error.message());
+    }
+}
+
+// "chunk:line: message": the one form a script error takes when it leaves a run.
+inline std::string positionedMessage(std::string_view chunk, std::uint32_t line, std::string_view message)
+{
+    std::string text(chunk);
+    text += ':';
+    text += std::to_string(line);
+    text += ": ";
+    text += message;
+    return text;
+}
 
 } // namespace velmar::lua

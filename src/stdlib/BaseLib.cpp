@@ -3,10 +3,12 @@
 #include "runtime/Iterator.hpp"
 #include "runtime/WorkMeter.hpp"
 #include "stdlib/Library.hpp"
+#include "support/NumberText.hpp"
 
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <optional>
 
 namespace velmar::lua
 {
@@ -35,7 +37,23 @@ std::string messageText(LuaVM& vm, const Value& value, unsigned line)
     return value.toString();
 }
 
-// Integer scan in the given base, then (base 10 only) the double scan; "" reads as 0.
+// A C scan's result when it reads all of a terminated text.
+template <typename Number, typename Scan>
+std::optional<Number> readWhole(std::string_view text, Scan scan)
+{
+    errno = 0;
+    char* end = nullptr;
+    const Number number = scan(text.data(), &end);
+    if (errno != 0 || end != text.data() + text.size())
+    {
+        return std::nullopt;
+    }
+    return number;
+}
+
+// Integer scan in the given base, then (base 10 only) the double scan; "" reads as 0. A text longer than
+// a scan block is first shortened in an interruptible pass, since the C scans cannot be stopped midway;
+// a short one is scanned in place (strings keep a terminator).
 MultiValue luaToNumber(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("tonumber", args.size(), 1, 2);
@@ -50,32 +68,31 @@ MultiValue luaToNumber(LuaVM& vm, ValueSpan args, unsigned line)
     }
     const std::int64_t requestedBase = args.size() > 1 ? Impl::requireInteger("tonumber", args, 1, line) : 10;
     const int base = requestedBase < 0 || requestedBase > 36 ? -1 : static_cast<int>(requestedBase);
-    const char* text = value.string()->data();
-    const char* textEnd = text + value.string()->size();
+    const std::string_view text(value.string()->data(), value.string()->size());
     // Both scans read the whole text at worst, a byte at a time; charged before.
-    WorkMeter(Impl::of(vm), line).scanned(2 * value.string()->size());
+    WorkMeter(Impl::of(vm), line).scanned(2 * text.size());
+    const bool isLong = text.size() > zq::kCheckpointBytes;
+    const zq::ScanCheckpoint checkpoint = [&vm, line] { Impl::of(vm).spendSteps(0, line); };
+
     if (base >= 0)
     {
-        errno = 0;
-        char* end = const_cast<char*>(text);
-        const long long integer = std::strtoll(text, &end, base);
-        const int failed = errno;
-        Impl::of(vm).spendSteps(0, line); // paid for above; a long scan ends here if interrupted meanwhile
-        if (failed == 0 && end == textEnd)
+        const std::optional<std::string> shortened = isLong ? zq::shortIntegerText(text, base, checkpoint) : std::nullopt;
+        const auto integer = !isLong || shortened ? readWhole<long long>(isLong ? *shortened : text,
+                                                                         [base](const char* from, char** end)
+                                                                         { return std::strtoll(from, end, base); })
+                                                  : std::nullopt;
+        if (integer)
         {
-            return MultiValue(Value(integer));
+            return MultiValue(Value(*integer));
         }
     }
-    errno = 0;
-    char* end = const_cast<char*>(text);
-    const double number = std::strtod(text, &end);
-    const int failed = errno;
-    Impl::of(vm).spendSteps(0, line);
-    if (base == 10 && failed == 0 && end == textEnd)
+    if (base != 10)
     {
-        return MultiValue(numericResult(number));
+        return MultiValue(Value());
     }
-    return MultiValue(Value());
+    const std::optional<std::string> shortened = isLong ? zq::shortFloatText(text, checkpoint) : std::nullopt;
+    const auto number = !isLong || shortened ? readWhole<double>(isLong ? *shortened : text, std::strtod) : std::nullopt;
+    return MultiValue(number ? numericResult(*number) : Value());
 }
 
 MultiValue luaType(LuaVM&, ValueSpan args, unsigned)
@@ -109,40 +126,31 @@ MultiValue luaError(LuaVM& vm, ValueSpan args, unsigned line)
 MultiValue luaPcall(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("pcall", args.size(), 1, kUnbounded);
-    const std::int32_t depth = gLuaProtectedDepth;
-    ++gLuaProtectedDepth;
-    MultiValue failure;
-    try
+    std::string message;
     {
-        MultiValue results = Impl::of(vm).callValue(args[0], ValueSpan{args.data + 1, args.size() - 1}, line);
-        gLuaProtectedDepth = depth;
-        MultiValue out;
-        out.push(Value(true));
-        for (Value& result : results)
+        const ProtectedCallScope scope; // os.exit, escaping breaks and aborted runs pass through it
+        try
         {
-            out.push(std::move(result));
+            MultiValue results = Impl::of(vm).callValue(args[0], ValueSpan{args.data + 1, args.size() - 1}, line);
+            MultiValue out;
+            out.push(Value(true));
+            for (Value& result : results)
+            {
+                out.push(std::move(result));
+            }
+            return out;
         }
-        return out;
+        catch (const ProtectedRuntimeError& error)
+        {
+            message = error.message;
+        }
+        catch (const zq::exception& error)
+        {
+            message = error.message();
+        }
     }
-    catch (const ProtectedRuntimeError& error)
-    {
-        gLuaProtectedDepth = depth;
-        Impl::of(vm).spendStepsForBytes(error.message.size(), line); // the message becomes a value
-        failure = MultiValue{Value(false), Value(error.message)};
-    }
-    catch (const zq::exception& error)
-    {
-        gLuaProtectedDepth = depth;
-        Impl::of(vm).spendStepsForBytes(error.message().size(), line);
-        failure = MultiValue{Value(false), Value(error.message())};
-    }
-    catch (...)
-    {
-        gLuaProtectedDepth = depth; // os.exit and escaping breaks pass through untouched
-        throw;
-    }
-    gLuaProtectedDepth = depth;
-    return failure;
+    Impl::of(vm).spendStepsForBytes(message.size(), line); // the message becomes a value
+    return MultiValue{Value(false), Value(std::move(message))};
 }
 
 MultiValue luaPairs(LuaVM&, ValueSpan args, unsigned line)
@@ -207,14 +215,7 @@ MultiValue luaPrint(LuaVM& vm, ValueSpan args, unsigned line)
         {
             text += '\t';
         }
-        try
-        {
-            appendPublicText(text, values[i], &sink);
-        }
-        catch (const zq::exception& error)
-        {
-            failRuntime(line, std::string("print: ") + error.message()); // as the host-function bridge names it
-        }
+        asScriptErrors(line, "print: ", [&] { appendPublicText(text, values[i], &sink); }); // named as the host bridge names it
     }
     text += '\n';
     sink.take(text);

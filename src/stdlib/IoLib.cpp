@@ -69,6 +69,8 @@ void holdFileMemory(NativeObject& object, std::size_t bytes)
 
 // The mode is searched for r, w, a and b anywhere; `+` and every other character are ignored, so
 // "r+" only reads and "w+" only writes.
+Value fileMethod(const NativeObject& file, std::string_view name);
+
 MultiValue ioOpen(LuaVM& vm, ValueSpan args, unsigned line)
 {
     Impl::requireArgumentCount("io.open", args.size(), 1, 2);
@@ -118,6 +120,7 @@ MultiValue ioOpen(LuaVM& vm, ValueSpan args, unsigned line)
     }
     Ref<NativeObject> object = makeRef<NativeObject>();
     object->kind = NativeObject::Kind::File;
+    object->methodNamed = fileMethod;
     object->file = std::move(stream);
     object->readable = read || (!write && !append);
     object->writable = write || append;
@@ -319,11 +322,39 @@ Value nativeMethod(std::string name, NativeCallable method)
     return Value(makeNativeFunction(std::move(name), std::move(method)));
 }
 
+// Methods are not stored anywhere: every lookup makes a fresh native function.
+Value streamMethod(const NativeObject& stream, std::string_view name)
+{
+    return name == "write" ? nativeMethod(stream.name + ":write", streamWrite) : Value();
+}
+
+Value fileMethod(const NativeObject&, std::string_view name)
+{
+    if (name == "read")
+    {
+        return nativeMethod("file:read", fileRead);
+    }
+    if (name == "write")
+    {
+        return nativeMethod("file:write", fileWrite);
+    }
+    if (name == "seek")
+    {
+        return nativeMethod("file:seek", fileSeek);
+    }
+    if (name == "close")
+    {
+        return nativeMethod("file:close", fileClose);
+    }
+    return Value();
+}
+
 Value makeStream(const char* name)
 {
     Ref<NativeObject> stream = makeRef<NativeObject>();
     stream->kind = NativeObject::Kind::Stream;
     stream->name = name;
+    stream->methodNamed = streamMethod;
     return Value(std::move(stream));
 }
 
@@ -336,37 +367,6 @@ void bindIoLibrary(LuaVM::Impl& vm)
     vm.bindTableFunction(*table, "write", ioWrite);
     tableSetByKey(table.get(), TableKey::makeString("stderr"), makeStream("stderr"));
     tableSetByKey(table.get(), TableKey::makeString("stdout"), makeStream("stdout"));
-}
-
-// Methods are not stored anywhere: every lookup makes a fresh native function.
-Value nativeObjectField(LuaVM::Impl&, NativeObject* object, const Value& key, std::uint32_t line)
-{
-    if (!object)
-    {
-        failRuntime(line, "native object handle is empty");
-    }
-    const std::string_view field = key.stringView();
-    if (object->kind == NativeObject::Kind::Stream)
-    {
-        return field == "write" ? nativeMethod(object->name + ":write", streamWrite) : Value();
-    }
-    if (field == "read")
-    {
-        return nativeMethod("file:read", fileRead);
-    }
-    if (field == "write")
-    {
-        return nativeMethod("file:write", fileWrite);
-    }
-    if (field == "seek")
-    {
-        return nativeMethod("file:seek", fileSeek);
-    }
-    if (field == "close")
-    {
-        return nativeMethod("file:close", fileClose);
-    }
-    return Value();
 }
 
 } // namespace velmar::lua

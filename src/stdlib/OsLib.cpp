@@ -1,6 +1,6 @@
 // The os library: execute through the host's command runner, and exit.
 #include "stdlib/Library.hpp"
-#include "support/SystemServices.hpp"
+#include "host/SystemServices.hpp"
 
 namespace velmar::lua
 {

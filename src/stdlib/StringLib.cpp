@@ -137,6 +137,11 @@ MultiValue stringGmatch(LuaVM& vm, ValueSpan args, unsigned line)
     Ref<IteratorState> state = makeRef<IteratorState>();
     constexpr std::uint64_t kUnitsPerMatch = 6 * WorkMeter::kUnitsPerElement; // a search, a string, a list item
     state->kind = IteratorState::Kind::List;
+    state->listSubject = subject;
+    const auto spanOf = [&text](std::string_view piece) { // an unmatched capture may point nowhere
+        return piece.empty() ? IteratorState::Span{0, 0}
+                             : IteratorState::Span{static_cast<std::size_t>(piece.data() - text.data()), piece.size()};
+    };
     const zq::sregex_iterator end;
     for (zq::sregex_iterator it(text.data(), text.data() + text.size(), re, &budget); it != end; ++it)
     {
@@ -146,12 +151,12 @@ MultiValue stringGmatch(LuaVM& vm, ValueSpan args, unsigned line)
         {
             for (std::size_t i = 1; i < match.size(); ++i)
             {
-                state->listValues.push_back(Value(match[i].view()));
+                state->listSpans.push_back(spanOf(match[i].view()));
             }
         }
         else
         {
-            state->listValues.push_back(Value(match[0].view()));
+            state->listSpans.push_back(spanOf(match[0].view()));
         }
         state->endListItem();
     }

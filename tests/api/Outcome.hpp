@@ -11,7 +11,9 @@ namespace testapi
 // "=" and the run's result value (several results as one array), or "error: " and the message.
 inline std::string outcome(const velmar::lua::LuaResult& result)
 {
-    return result.success ? "=" + result.value.toString() : "error: " + result.error;
+    std::string text = result.success ? "=" : "error: ";
+    text += result.success ? result.value.toString() : result.error;
+    return text;
 }
 
 // "ok: " and every result value separated by spaces, or "error: " and the message.

@@ -295,6 +295,12 @@ TEST_F(CliTest, CompilesAContainerAndRunsIt)
     EXPECT_FALSE(fs::exists("broken.vlbc"));
     outcome = run("-c missing.lua out.vlbc");
     EXPECT_EQ(outcome.err, "cannot open missing.lua (No such file or directory)\n");
+
+    // Source text may begin with the magic's letters; a container goes on with its version's bytes.
+    std::ofstream("magic.lua") << "VLBC = 1 print(VLBC)";
+    EXPECT_EQ(run("magic.lua").out, "1\n");
+    std::ofstream("later.vlbc") << std::string("VLBC\x02\0\0\0", 8);
+    EXPECT_EQ(run("later.vlbc").err, "unsupported VelmarLua bytecode version\n");
 }
 
 TEST_F(CliTest, LimitsEndRunawayScripts)
@@ -502,13 +508,18 @@ TEST_F(CliTest, ConfineKeepsScriptsInsideADirectory)
     std::ofstream("secret.txt") << "secret";
     std::ofstream("jail/inside.txt") << "inside";
     fs::create_symlink("../secret.txt", "jail/link");
+    std::ofstream("jail/inside.lua") << "return 'ran inside'";
+    std::ofstream("outside.lua") << "return 'escaped'";
+    // dofile reads beneath DIR too: it reaches nothing io.open could not.
     std::ofstream("probe.lua") << "print(io.open('inside.txt'):read('*a'))\n"
                                   "for _, name in ipairs({'../secret.txt', 'link', '" +
                                       (directory_ / "secret.txt").string() +
                                       "'}) do print(io.open(name)) end\n"
+                                  "print(dofile('inside.lua'), pcall(dofile, '../outside.lua'))\n"
                                   "local f = io.open('made.txt', 'w') f:write('made') f:close()\n";
     const std::string refused = "inside\nnil\tfailed to open file: ../secret.txt\nnil\tfailed to open file: link\n"
-                                "nil\tfailed to open file: " + (directory_ / "secret.txt").string() + "\n";
+                                "nil\tfailed to open file: " + (directory_ / "secret.txt").string() + "\n"
+                                "ran inside\tfalse\tdofile: cannot open ../outside.lua (No such file or directory)\n";
     Outcome outcome = run("--confine jail probe.lua");
     EXPECT_EQ(outcome.out, refused);
     EXPECT_EQ(outcome.err, "");

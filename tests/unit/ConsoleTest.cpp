@@ -2,7 +2,7 @@
 #include <velmar/lua/HostInterface.hpp>
 
 #include "TestHostTable.hpp"
-#include "support/SystemServices.hpp"
+#include "host/SystemServices.hpp"
 
 #include <gtest/gtest.h>
 

@@ -58,12 +58,20 @@ const char* opText(K op)
     return found == spellings.end() ? "?" : found->second;
 }
 
+template <typename... Pieces>
+std::string cat(const Pieces&... pieces)
+{
+    std::string out;
+    ((out += pieces), ...);
+    return out;
+}
+
 // A compact prefix form of a tree: "(op left right)", "o.f", "o[i]", "(call f args)", "(method o m args)".
 std::string show(const ExprPtr& e)
 {
     if (auto lit = asExpr<LiteralExpr>(e))
     {
-        return lit->value.isString() ? "'" + lit->value.toString() + "'" : lit->value.toString();
+        return lit->value.isString() ? cat("'", lit->value.toString(), "'") : lit->value.toString();
     }
     if (auto var = asExpr<VariableExpr>(e))
     {
@@ -71,49 +79,49 @@ std::string show(const ExprPtr& e)
     }
     if (auto un = asExpr<UnaryExpr>(e))
     {
-        return std::string("(") + opText(un->op) + " " + show(un->operand) + ")";
+        return cat("(", opText(un->op), " ", show(un->operand), ")");
     }
     if (auto bin = asExpr<BinaryExpr>(e))
     {
-        return std::string("(") + opText(bin->op) + " " + show(bin->left) + " " + show(bin->right) + ")";
+        return cat("(", opText(bin->op), " ", show(bin->left), " ", show(bin->right), ")");
     }
     if (auto field = asExpr<FieldExpr>(e))
     {
-        return show(field->object) + "." + field->name;
+        return cat(show(field->object), ".", field->name);
     }
     if (auto index = asExpr<IndexExpr>(e))
     {
-        return show(index->object) + "[" + show(index->index) + "]";
+        return cat(show(index->object), "[", show(index->index), "]");
     }
     if (auto call = asExpr<CallExpr>(e))
     {
-        std::string out =
-            call->callee ? "(call " + show(call->callee) : "(method " + show(call->object) + " " + call->methodName;
+        std::string out = call->callee ? cat("(call ", show(call->callee))
+                                       : cat("(method ", show(call->object), " ", call->methodName);
         for (const ExprPtr& argument : call->arguments)
         {
-            out += " " + show(argument);
+            out += cat(" ", show(argument));
         }
-        return out + ")";
+        return cat(out, ")");
     }
     if (auto table = asExpr<TableExpr>(e))
     {
         std::string out = "{";
         for (const TableExpr::Field& f : table->fields)
         {
-            out += f.kind == TableExpr::FieldKind::Named   ? f.name + "=" + show(f.value) + " "
-                   : f.kind == TableExpr::FieldKind::Keyed ? "[" + show(f.key) + "]=" + show(f.value) + " "
-                                                           : show(f.value) + " ";
+            out += f.kind == TableExpr::FieldKind::Named   ? cat(f.name, "=", show(f.value), " ")
+                   : f.kind == TableExpr::FieldKind::Keyed ? cat("[", show(f.key), "]=", show(f.value), " ")
+                                                           : cat(show(f.value), " ");
         }
-        return out + "}";
+        return cat(out, "}");
     }
     if (auto fn = asExpr<FunctionExpr>(e))
     {
         std::string out = "fn(";
         for (const std::string& p : fn->parameters)
         {
-            out += p + ",";
+            out += cat(p, ",");
         }
-        return out + ")";
+        return cat(out, ")");
     }
     return "<null>";
 }

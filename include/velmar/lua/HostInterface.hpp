@@ -100,7 +100,7 @@ VELMAR_LUA_API void zq_lua_write(const void* data, std::size_t length);
 VELMAR_LUA_API void zq_lua_write_cstr(const char* text);
 // Ends the current line; an empty buffer gives an empty line.
 VELMAR_LUA_API void zq_lua_writeline(void);
-// Hands a pending partial line to the host as a whole line; an empty buffer gives nothing.
+// Hands a pending unfinished line to the host as a whole line; an empty buffer gives nothing.
 VELMAR_LUA_API void zq_lua_flush_output(void);
 // zq_lua_writeline when `newline` is true, zq_lua_flush_output otherwise.
 VELMAR_LUA_API void zq_lua_flush_output_line(bool newline);

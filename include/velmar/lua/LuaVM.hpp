@@ -20,7 +20,7 @@ namespace velmar::lua
 
 // The outcome of every run and call. On success `value` holds what the chunk returned, packed: one
 // value as itself, several as one Array (or a Map keyed "1", "2", ... when one of them is nil), none
-// as nil; `values` holds every returned value apart, in order, nils included. On failure `error` reads
+// as nil; `values` holds every returned value separately, in order, nils included. On failure `error` reads
 // "chunk:line: message" for script errors and "chunk:line:column: message" for syntax errors. After
 // os.exit(n) the run succeeds with `value` n; with n >= 0, `hasExitCode` is set and `exitCode` is n.
 struct LuaResult
@@ -146,7 +146,7 @@ public:
     //  - 8 units per byte or slot examined one at a time: console output (print, io.write, stream
     //    writes), the text tonumber parses, format strings, the nil slots that a pairs loop passes over;
     //  - 64 units per element: a table value moved, copied out or visited (table.remove, table.concat,
-    //    table.sort, a length that continues through the hash part, four each), a comparison of
+    //    table.sort, a length that continues into the hashed keys, four each), a comparison of
     //    table.sort's own order (four for two strings, plus the bytes they share), a field read by
     //    string.unpack; a value converted for print or a host function counts four, a match kept by
     //    string.gmatch six, a replacement made by string.gsub two; an item of a list written in the

@@ -69,8 +69,10 @@ using LuaMethods = std::unordered_map<std::string, LuaMethod>;
 //
 // A Lua table arrives as an Array when it is a plain sequence 1..n (nothing else in it; an empty table
 // too) and as a Map otherwise, keyed by text: integer keys as decimal text, booleans as "true" and
-// "false", entries in the table's order (array part first). Going in, an Array becomes the sequence
-// 1..n, and a Map key that is a whole decimal integer becomes an integer key again.
+// "false", entries in the table's order (array slots first). Going in, an Array becomes the sequence
+// 1..n, and a Map key that reads whole as a base-10 integer becomes an integer key again. The reading is
+// the C library's strtoll: leading blanks, one sign and leading zeros are taken, so " 7", "+7" and "07"
+// all become the key 7 (and come back as "7"); a key out of the 64-bit range stays a string.
 class VELMAR_LUA_API LuaValue
 {
 public:

@@ -1,5 +1,5 @@
 // The library's own memory, environment, command and clock services, served by the host table.
-#include "support/SystemServices.hpp"
+#include "host/SystemServices.hpp"
 
 #include "host/ProgramInterface.hpp"
 
