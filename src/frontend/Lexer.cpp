@@ -233,15 +233,6 @@ void Lexer::readName(char first, Token& token)
     }
 }
 
-std::vector<Token> Lexer::tokenize()
-{
-    std::vector<Token> tokens;
-    do
-    {
-        tokens.push_back(next());
-    } while (tokens.back().kind != TokenKind::EndOfFile);
-    return tokens;
-}
 
 // One token after skipping blanks and comments. Single-byte tokens, then the two-byte ones that share a
 // first byte ('..', '<=', '==', '>=', '~=', '[['), then numbers and names.

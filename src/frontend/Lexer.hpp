@@ -23,9 +23,6 @@ public:
 
     // The next token; at the end of the text, EndOfFile (again on every later call).
     Token next();
-    // Tokenizes the whole text; the result always ends with exactly one EndOfFile token. The parser pulls
-    // next() instead; this whole-text form serves the lexer's own tests.
-    std::vector<Token> tokenize();
 
 private:
     bool atEnd() const noexcept { return position_ >= source_.size(); }

@@ -121,13 +121,6 @@ std::size_t translateSet(std::string_view pattern, std::size_t open, std::string
 
 } // namespace
 
-std::string escapeRegexLiteralChar(char c)
-{
-    std::string out;
-    appendEscaped(out, c);
-    return out;
-}
-
 std::string translateLuaPatternToRegex(std::string_view pattern)
 {
     std::string out;

@@ -26,9 +26,6 @@ struct PatternMatch
 // Rewrites a Lua pattern as a regex for zq::regex. Never fails: malformed pieces become literal text.
 std::string translateLuaPatternToRegex(std::string_view pattern);
 
-// A regex-special character behind a backslash; any other character as it is.
-std::string escapeRegexLiteralChar(char c);
-
 // Searches `subject` from the zero-based offset `init`; `plain` looks for the pattern as literal text.
 // A leading `^` anchors at `init`. An `init` past the end of the subject never matches. The work goes to
 // `budget` when there is one: the pattern's length, then the search's own units.

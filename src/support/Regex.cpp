@@ -171,17 +171,6 @@ std::size_t requiredAtomEnd(std::string_view pattern, std::size_t pi)
     return end;
 }
 
-} // namespace
-
-bool regex_atom_matches(std::string_view pattern, std::size_t pi, char c, unsigned flags, std::size_t& next)
-{
-    next = atomEnd(pattern, pi);
-    return atomTest(pattern, pi, next, c, flags);
-}
-
-namespace
-{
-
 // What one unit of the matcher's work (a byte tested against an atom, a position tried) weighs in the
 // budget's units, where a byte merely copied or skipped by memchr weighs one: backtracking costs
 // several nanoseconds a unit.
@@ -272,13 +261,6 @@ bool matchHere(std::string_view pattern, std::size_t pi, std::string_view text, 
 }
 
 } // namespace
-
-bool regex_match_here(std::string_view pattern, std::size_t pi, std::string_view text, std::size_t ti, unsigned flags,
-                      std::size_t& end)
-{
-    unbounded_budget unbounded;
-    return matchHere(pattern, pi, text, ti, flags, end, unbounded);
-}
 
 bool regex_search(const char* first, const char* last, match_results& results, const regex& re, regex_budget* budget)
 {

@@ -174,18 +174,10 @@ private:
     bool atEnd_ = true;
 };
 
-// ---- Matcher internals: exposed so the unit tests can drive each step. Indices are into the pattern
-// ---- text (pi) and into the text being matched (ti); the text starts where the search started.
+// ---- Class and byte tests of the matcher, indices into the pattern text.
 
 // Marks "no closing bracket" from regex_class_end.
 inline constexpr std::size_t regex_npos = static_cast<std::size_t>(-1);
-
-// The backtracking core: does pattern[pi..] match text[ti..]? On success `end` is the index after the match.
-bool regex_match_here(std::string_view pattern, std::size_t pi, std::string_view text, std::size_t ti, unsigned flags,
-                      std::size_t& end);
-
-// Tests the atom at pi against one byte and reports in `next` the pattern index just after the atom.
-bool regex_atom_matches(std::string_view pattern, std::size_t pi, char c, unsigned flags, std::size_t& next);
 
 // Byte equality, folding ASCII capitals when the case flag is set.
 bool regex_char_equal(char a, char b, unsigned flags);

@@ -1,5 +1,5 @@
 // Embedding beyond runs: host errors, calls into scripts, stored callbacks, several results, host objects.
-#include <velmar/lua/LuaVM.hpp>
+#include "Outcome.hpp"
 
 #include <gtest/gtest.h>
 
@@ -22,25 +22,8 @@ using velmar::lua::LuaValue;
 using velmar::lua::LuaVM;
 using Args = std::vector<LuaValue>;
 
-std::string texts(const std::vector<LuaValue>& values)
-{
-    std::string out;
-    for (const LuaValue& value : values)
-    {
-        if (!out.empty())
-        {
-            out += ' ';
-        }
-        out += value.toString();
-    }
-    return out;
-}
-
 // "ok: v1 v2 ..." or "error: message", so one string states a whole result.
-std::string outcome(const LuaResult& result)
-{
-    return result.success ? "ok: " + texts(result.values) : "error: " + result.error;
-}
+const auto outcome = testapi::outcomes;
 
 LuaValue half(LuaVM&, const Args& args)
 {
@@ -135,7 +118,7 @@ TEST(Calls, ByNameAndByValueWithEveryResult)
     ASSERT_EQ(several.values.size(), 3u);
     EXPECT_TRUE(several.values[2].isNil());
     EXPECT_EQ(vm.runScriptString("return nil, 5", "r.lua").value.toString(), "{2: 5}");
-    EXPECT_EQ(texts(vm.runScriptString("return nil, 5", "r.lua").values), "nil 5");
+    EXPECT_EQ(outcome(vm.runScriptString("return nil, 5", "r.lua")), "ok: nil 5");
 }
 
 TEST(Calls, StoredCallbacksOutliveTheScriptsReferences)
@@ -291,7 +274,7 @@ TEST(HostObjects, MethodsTypeTextAndIdentity)
     const LuaValue object = makeCounter(counter);
     vm.setGlobal("counter", object);
     vm.bindFunction("same", [](LuaVM&, const Args& args) { return args.at(0); });
-    const LuaResult result = vm.runScriptString("counter:add(2):add(3)\n"
+    LuaResult result = vm.runScriptString("counter:add(2):add(3)\n"
                                                 "counter.label = 'clicks'\n"
                                                 "counter[1] = 'first'\n"
                                                 "return counter:get(), type(counter), tostring(counter),\n"
@@ -303,7 +286,8 @@ TEST(HostObjects, MethodsTypeTextAndIdentity)
     EXPECT_EQ(result.values[1].asString(), "userdata");
     EXPECT_TRUE(std::regex_match(result.values[2].asString(), std::regex("Counter: 0x[0-9a-f]+")));
     EXPECT_EQ(object.toString(), result.values[2].asString());
-    EXPECT_EQ(texts({result.values.begin() + 3, result.values.end()}), "true clicks nil first");
+    result.values.erase(result.values.begin(), result.values.begin() + 3);
+    EXPECT_EQ(outcome(result), "ok: true clicks nil first");
 
     LuaValue back;
     ASSERT_TRUE(vm.getGlobal("counter", back));

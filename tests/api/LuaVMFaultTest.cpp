@@ -1,6 +1,6 @@
 // Faults at the public interface: moved-from interpreters, empty function handles, and host exceptions
 // from outside the library's family.
-#include <velmar/lua/LuaVM.hpp>
+#include "Outcome.hpp"
 
 #include <gtest/gtest.h>
 
@@ -17,12 +17,7 @@ using velmar::lua::LuaResult;
 using velmar::lua::LuaValue;
 using velmar::lua::LuaVM;
 
-std::string outcome(const LuaResult& result)
-{
-    std::string text = result.success ? "=" : "error: ";
-    text += result.success ? result.value.toString() : result.error;
-    return text;
-}
+using testapi::outcome;
 
 TEST(MovedFromTest, EveryMemberIsSafe)
 {

@@ -1,5 +1,5 @@
 // The memory a VM's values hold: the memory limit, and the collection of reference cycles.
-#include <velmar/lua/LuaVM.hpp>
+#include "Outcome.hpp"
 
 #include <gtest/gtest.h>
 
@@ -15,10 +15,7 @@ using velmar::lua::LuaVM;
 // "=value" for a success, "error: message" for a failure.
 std::string outcome(LuaVM& vm, const std::string& source)
 {
-    const LuaResult result = vm.runScriptString(source, "main.lua");
-    std::string text = result.success ? "=" : "error: ";
-    text += result.success ? result.value.toString() : result.error;
-    return text;
+    return testapi::outcome(vm.runScriptString(source, "main.lua"));
 }
 
 constexpr std::size_t kMiB = 1u << 20;

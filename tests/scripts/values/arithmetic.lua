@@ -20,5 +20,7 @@ try("5 % 0", function() return 5 % 0 end)
 try("5 % 0.0", function() return 5 % 0.0 end)
 try("5 % 2e-16", function() return 5 % 0.0000000000000002 end)
 try("0 / 5", function() return 0 / 5 end)
+print("folding", 2.5 * 2, 0.5 + 0.5, 0.1 + 0.2, 0.00000000000000000001 + 0, -(2.0), -(0.0), 5 % 2.5, 6.0 % 4)
+print("edges", max + max, min - max, 3037000499 * 3037000499, -min, max % -1, min % max, 4611686018427387904 * 4)
 print("strings never convert")
 local bad = 1 + "1"

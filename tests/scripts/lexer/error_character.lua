@@ -1,3 +1,0 @@
--- comments may hold $ and ^ freely
-print("so may strings: $^@")
-local x = 2 ^ 3

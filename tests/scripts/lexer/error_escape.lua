@@ -1,2 +1,0 @@
-print("fine")
-x = "abc\

@@ -1,3 +1,0 @@
-print("fine")
-  --[[ open
-never closed

@@ -1,2 +1,0 @@
-print("never printed")
-local ok =	1 ~ 2

@@ -1,2 +1,0 @@
-local function f() end
-(f)() = 1

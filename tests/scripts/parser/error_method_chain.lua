@@ -1,2 +1,0 @@
-local a = {b = {}}
-function a:b.c() end

@@ -1,2 +1,0 @@
-if true then
-  print("x")

@@ -1,1 +1,0 @@
-local function f(...) end
