@@ -493,7 +493,7 @@ TEST_F(CliTest, TheMemoryLimitBoundsThePeakResidentSize)
             big << "local a = " << i << " + b * (c or 3) .. 'text'\n";
         }
     }
-    const long peak = peakKiB({"--memory-limit", std::to_string(limitKiB * 1024), "big.lua"}, err);
+    [[maybe_unused]] const long peak = peakKiB({"--memory-limit", std::to_string(limitKiB * 1024), "big.lua"}, err);
     EXPECT_EQ(err, "not enough memory\n");
 #if !defined(__SANITIZE_ADDRESS__)
     EXPECT_LE(peak, 2 * limitKiB + empty); // AddressSanitizer's redzones about double a tree's many small nodes
