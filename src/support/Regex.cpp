@@ -45,6 +45,14 @@ sub_match match_results::suffix() const noexcept
     return sub_match{whole.matched ? whole.second : searchLast_, searchLast_, searchFirst_ != nullptr};
 }
 
+namespace
+{
+
+// ---- Class and byte tests of the matcher, indices into the pattern text.
+
+// Marks "no closing bracket" from regex_class_end.
+constexpr std::size_t regex_npos = static_cast<std::size_t>(-1);
+
 bool regex_char_equal(char a, char b, unsigned flags)
 {
     return foldCase(a, flags) == foldCase(b, flags);
@@ -119,8 +127,6 @@ bool regex_class_contains(std::string_view pattern, std::size_t open, std::size_
     return found != negated;
 }
 
-namespace
-{
 
 // Index just after the atom at pi; the atom's extent depends only on the pattern.
 std::size_t atomEnd(std::string_view pattern, std::size_t pi)

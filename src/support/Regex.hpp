@@ -174,18 +174,4 @@ private:
     bool atEnd_ = true;
 };
 
-// ---- Class and byte tests of the matcher, indices into the pattern text.
-
-// Marks "no closing bracket" from regex_class_end.
-inline constexpr std::size_t regex_npos = static_cast<std::size_t>(-1);
-
-// Byte equality, folding ASCII capitals when the case flag is set.
-bool regex_char_equal(char a, char b, unsigned flags);
-
-// Index of the `]` that closes the class opened at `open`, or regex_npos.
-std::size_t regex_class_end(std::string_view pattern, std::size_t open);
-
-// Membership of c in the class pattern[open..close].
-bool regex_class_contains(std::string_view pattern, std::size_t open, std::size_t close, char c, unsigned flags);
-
 } // namespace zq
