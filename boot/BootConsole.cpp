@@ -61,6 +61,12 @@ bool readScriptFile(const std::string& path, std::string& text, std::string& err
     return ok;
 }
 
+// The image cannot be confined (--confine is refused here), so the host's files are semihosting's.
+bool readHostScriptFile(const std::string& path, std::string& text, std::string& error)
+{
+    return readScriptFile(path, text, error);
+}
+
 bool readStandardInput(std::string& text, std::string& error)
 {
     char bytes[4096];

@@ -24,6 +24,9 @@ await() {
 
 await '^index ran$'
 tmux send-keys -t "$session" 'x = 6 * 7' Enter
+# The next prompt, alone on its line, before typing on: typed ahead, the line would land before it.
+await '^> x = 6 \* 7$'
+await '^> *$'
 tmux send-keys -t "$session" 'return x, "typed"' Enter
 await '^42 +typed$' # the terminal shows the tab as spaces
 tmux send-keys -t "$session" Escape Enter
