@@ -33,13 +33,20 @@ const HashPart::Entry* HashPart::findMatching(std::uint64_t hash, Matches matche
 {
     if (buckets_.empty())
     {
+        for (const Entry& entry : entries_) // a small part: no chains, a short look at every entry
+        {
+            if (entry.hash == static_cast<std::uint32_t>(hash) && entry.live() && matches(entry.key))
+            {
+                return &entry;
+            }
+        }
         return nullptr;
     }
     std::int32_t index = buckets_[hash & (buckets_.size() - 1)];
     while (index >= 0)
     {
         const Entry& entry = entries_[static_cast<std::size_t>(index)];
-        if (entry.hash == hash && matches(entry.key))
+        if (entry.hash == static_cast<std::uint32_t>(hash) && matches(entry.key))
         {
             return &entry;
         }
@@ -62,6 +69,10 @@ const HashPart::Entry* HashPart::find(const TableKey& key, std::uint64_t hash) c
 
 namespace
 {
+
+// Parts of up to this many entries (tombstones included) have no buckets: a record's few fields are
+// found by looking at each, which is as quick, and the table needs one allocation less.
+constexpr std::size_t kEntriesWithoutBuckets = 8;
 
 // Entries per counted block of the tombstone index.
 constexpr std::size_t kDeadBlock = 64;
@@ -95,6 +106,11 @@ void HashPart::assign(const TableKey& key, std::uint64_t hash, Value value)
         return;
     }
     const std::size_t entryCount = entries_.size();
+    if (entryCount < kEntriesWithoutBuckets && buckets_.empty())
+    {
+        entries_.push_back(Entry{key, std::move(value), static_cast<std::uint32_t>(hash), -1});
+        return;
+    }
     if (buckets_.empty() || buckets_.size() * 3 < entryCount * 4 + 4)
     {
         std::size_t bucketCount = 8;
@@ -105,7 +121,7 @@ void HashPart::assign(const TableKey& key, std::uint64_t hash, Value value)
         rebuildBuckets(bucketCount);
     }
     std::int32_t& head = buckets_[hash & (buckets_.size() - 1)];
-    entries_.push_back(Entry{key, std::move(value), hash, head});
+    entries_.push_back(Entry{key, std::move(value), static_cast<std::uint32_t>(hash), head});
     head = static_cast<std::int32_t>(entryCount);
     if (!deadIndex_.empty() && entries_.size() > deadIndex_.size() * kDeadBlock)
     {
@@ -115,28 +131,37 @@ void HashPart::assign(const TableKey& key, std::uint64_t hash, Value value)
 
 bool HashPart::erase(const TableKey& key, std::uint64_t hash)
 {
+    std::size_t position;
     if (buckets_.empty())
     {
-        return false;
-    }
-    // Unlink the entry from its chain, remembering the link that pointed at it.
-    std::int32_t* link = &buckets_[hash & (buckets_.size() - 1)];
-    while (*link >= 0)
-    {
-        Entry& entry = entries_[static_cast<std::size_t>(*link)];
-        if (entry.hash == hash && entry.key == key)
+        const Entry* found = find(key, hash);
+        if (!found)
         {
-            break;
+            return false;
         }
-        link = &entry.next;
+        position = static_cast<std::size_t>(found - entries_.data());
     }
-    if (*link < 0)
+    else
     {
-        return false;
+        // Unlink the entry from its chain, remembering the link that pointed at it.
+        std::int32_t* link = &buckets_[hash & (buckets_.size() - 1)];
+        while (*link >= 0)
+        {
+            Entry& entry = entries_[static_cast<std::size_t>(*link)];
+            if (entry.hash == static_cast<std::uint32_t>(hash) && entry.key == key)
+            {
+                break;
+            }
+            link = &entry.next;
+        }
+        if (*link < 0)
+        {
+            return false;
+        }
+        position = static_cast<std::size_t>(*link);
+        *link = entries_[position].next;
     }
-    const auto position = static_cast<std::size_t>(*link);
     Entry& entry = entries_[position];
-    *link = entry.next;
     // The tombstone lets go of its key and value now; dropping them runs no script code.
     Value doomedValue = std::move(entry.value);
     TableKey doomedKey = std::move(entry.key);
@@ -190,7 +215,10 @@ void HashPart::sweepTombstones()
     entries_.resize(kept);
     dead_ = 0;
     deadIndex_.clear();
-    rebuildBuckets(buckets_.size());
+    if (!buckets_.empty())
+    {
+        rebuildBuckets(buckets_.size());
+    }
 }
 
 // A Fenwick tree over blocks of entries, sized for the entries' capacity.

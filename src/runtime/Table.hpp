@@ -66,7 +66,8 @@ struct TableKeyHash
     std::uint64_t operator()(const TableKey& key) const noexcept;
 };
 
-// The hash part keeps entries in insertion order, with bucket chains of entry indices over them.
+// The hash part keeps entries in insertion order, with bucket chains of entry indices over them once
+// it has more than a few entries.
 // Erasing leaves a tombstone (an entry whose value is nil, out of every chain) instead of shifting the
 // later entries down, so it costs no more than a lookup; the tombstones are swept out once they
 // outnumber the live entries. Positions among the live entries (ranks) are what iteration sees.
@@ -77,7 +78,9 @@ public:
     {
         TableKey key;
         Value value; // nil: a tombstone
-        std::uint64_t hash;
+        // The low half of the key's hash: enough to pick a bucket among at most 2^32 and to pass over
+        // most other keys of a chain, and it keeps an entry at 40 bytes.
+        std::uint32_t hash;
         std::int32_t next;
 
         bool live() const noexcept { return !value.isNil(); }
@@ -125,6 +128,8 @@ private:
     // so that finding the entry of a rank takes logarithmic time.
     std::vector<std::uint32_t, HeapAllocator<std::uint32_t>> deadIndex_;
 };
+
+static_assert(sizeof(HashPart::Entry) == 40, "a hash entry is a key, a value and two 32-bit links");
 
 // Finds the first nil slot of an array part from a position quickly, for arrays that have had
 // a long run of non-nil slots to pass over: nil counts per block of 64 slots and per group of 64

@@ -294,6 +294,49 @@ TEST(TableTest, LengthAndRanksMatchAPlainModelUnderRandomChurn)
     }
 }
 
+// A hash part of a few entries has no buckets; churn keeps crossing that size with tombstones present.
+// Key 0 is among the keys: a tombstone's cleared key reads as 0 and must never be found.
+TEST(TableTest, SmallPartsFindEveryKeyWhileCrossingToBuckets)
+{
+    const auto keyNumber = [](std::uint64_t k) {
+        return k == 0 ? key(0) : TableKey::makeString(std::string("f").append(std::to_string(k)));
+    };
+    Ref<Table> t;
+    std::vector<std::uint64_t> order; // live keys in insertion order
+    std::uint64_t seed = 99;
+    for (int step = 0; step < 20000; ++step)
+    {
+        if (step % 16 == 0) // a fresh table often: a part has no buckets only until it first grows
+        {
+            t = makeTable();
+            order.clear();
+        }
+        seed = seed * 6364136223846793005ULL + 1442695040888963407ULL;
+        const std::uint64_t k = (seed >> 33) % 11;
+        const auto found = std::find(order.begin(), order.end(), k);
+        if (found != order.end())
+        {
+            order.erase(found);
+            set(t, keyNumber(k), Value());
+        }
+        else
+        {
+            order.push_back(k);
+            set(t, keyNumber(k), Value(static_cast<long long>(step)));
+        }
+        ASSERT_EQ(t->hash.size(), order.size()) << "step " << step;
+        for (std::uint64_t probe = 0; probe < 11; ++probe)
+        {
+            const bool live = std::find(order.begin(), order.end(), probe) != order.end();
+            ASSERT_EQ(get(t, keyNumber(probe)) != "nil", live) << "step " << step << " key " << probe;
+        }
+        for (std::size_t rank = 0; rank < order.size(); ++rank)
+        {
+            ASSERT_TRUE(t->hash.entryAtRank(rank)->key == keyNumber(order[rank])) << "step " << step;
+        }
+    }
+}
+
 TEST(TableTest, LookupsSurviveManyInsertsAndDeletes)
 {
     Ref<Table> t = makeTable();
