@@ -35,6 +35,7 @@ set(VELMAR_LUA_FRONTEND_SOURCES
 set(VELMAR_LUA_RUNTIME_SOURCES
     ${VELMAR_LUA_SRC}/runtime/Calls.cpp
     ${VELMAR_LUA_SRC}/runtime/EvaluateExpression.cpp
+    ${VELMAR_LUA_SRC}/runtime/Operators.cpp
     ${VELMAR_LUA_SRC}/runtime/ExecuteStatement.cpp
     ${VELMAR_LUA_SRC}/runtime/Iterator.cpp
     ${VELMAR_LUA_SRC}/runtime/Heap.cpp

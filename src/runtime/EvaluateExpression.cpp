@@ -16,133 +16,7 @@ TableKey stringKey(const Value& text)
     return TableKey::makeString(Ref<LuaString>(text.string()));
 }
 
-[[noreturn]] void failOperands(std::uint32_t line, TokenKind op)
-{
-    const char* symbol = "+";
-    switch (op)
-    {
-    case TokenKind::Minus: symbol = "-"; break;
-    case TokenKind::Star: symbol = "*"; break;
-    case TokenKind::Slash: symbol = "/"; break;
-    case TokenKind::Percent: symbol = "%"; break;
-    default: break;
-    }
-    failRuntime(line, std::string("operator '") + symbol + "' expects numbers");
-}
-
-// Results at least this long are copied in charged pieces.
-constexpr std::size_t kCopyInPieces = 1u << 20;
-
-// The length operator; a border that continues through many keys of the hash part spends steps.
-[[gnu::always_inline]] inline std::int64_t lengthOf(LuaVM::Impl& vm, Table* table, std::uint32_t line)
-{
-    if (table->lengthVersion == table->version || table->hash.empty()) [[likely]]
-    {
-        return tableSequenceLength(table);
-    }
-    WorkMeter meter(vm, line);
-    return tableSequenceLength(table, &meter);
-}
-
 } // namespace
-
-Value concatenate(LuaVM::Impl& vm, const Value& left, const Value& right, std::uint32_t line)
-{
-    if (left.isString() && right.isString())
-    {
-        const LuaString& a = *left.string();
-        const LuaString& b = *right.string();
-        Ref<LuaString> joined = LuaString::makeUninitialized(a.size() + b.size());
-        if (a.size() + b.size() < kCopyInPieces) [[likely]]
-        {
-            vm.spendStepsForBytes(a.size() + b.size(), line);
-            std::memcpy(joined->mutableData(), a.data(), a.size());
-            std::memcpy(joined->mutableData() + a.size(), b.data(), b.size());
-        }
-        else
-        {
-            WorkMeter meter(vm, line); // a huge copy stops promptly at an interrupt
-            copyMetered(meter, joined->mutableData(), a.data(), a.size());
-            copyMetered(meter, joined->mutableData() + a.size(), b.data(), b.size());
-        }
-        return Value(std::move(joined));
-    }
-    std::string text;
-    left.appendTo(text);
-    right.appendTo(text);
-    vm.spendStepsForBytes(text.size(), line);
-    return Value(text);
-}
-
-Value arithmeticSlow(TokenKind op, const Value& left, const Value& right, std::uint32_t line)
-{
-    if (!left.isNumber() || !right.isNumber())
-    {
-        failOperands(line, op);
-    }
-    switch (op)
-    {
-    case TokenKind::Plus: return addNumbers(left, right);
-    case TokenKind::Minus: return subtractNumbers(left, right);
-    case TokenKind::Star: return multiplyNumbers(left, right);
-    case TokenKind::Slash:
-    {
-        const double divisor = right.asFloat();
-        if (std::fabs(divisor) <= kEpsilon)
-        {
-            failRuntime(line, "division by zero");
-        }
-        return Value(left.asFloat() / divisor); // always a float, never normalised
-    }
-    case TokenKind::Percent:
-        if (std::fabs(right.asFloat()) <= kEpsilon)
-        {
-            failRuntime(line, "modulo by zero");
-        }
-        return moduloNumbers(left, right);
-    default: failRuntime(line, "unsupported expression");
-    }
-}
-
-bool stringsEqualSlow(LuaVM::Impl& vm, const LuaString& left, const LuaString& right, std::uint32_t line)
-{
-    vm.spendStepsForBytes(left.size(), line); // distinct strings of one length compare byte by byte
-    return left.equals(right);
-}
-
-bool orderSlow(LuaVM::Impl& vm, TokenKind op, const Value& left, const Value& right, std::uint32_t line)
-{
-    int order; // -1, 0, 1; 2 when unordered (NaN)
-    if (left.isInteger() && right.isInteger())
-    {
-        order = left.integer() < right.integer() ? -1 : (left.integer() > right.integer() ? 1 : 0);
-    }
-    else if (left.isNumber() && right.isNumber())
-    {
-        const double a = left.asFloat();
-        const double b = right.asFloat();
-        order = a < b ? -1 : (a > b ? 1 : (a == b ? 0 : 2));
-    }
-    else if (left.isString() && right.isString())
-    {
-        // Comparing reads at most the shorter string's bytes.
-        vm.spendStepsForBytes(std::min(left.string()->size(), right.string()->size()), line);
-        const int compared = left.stringView().compare(right.stringView());
-        order = compared < 0 ? -1 : (compared > 0 ? 1 : 0);
-    }
-    else
-    {
-        failRuntime(line, "ordered comparisons require matching numbers or strings");
-    }
-    switch (op)
-    {
-    case TokenKind::Less: return order == -1;
-    case TokenKind::LessEqual: return order == -1 || order == 0;
-    case TokenKind::Greater: return order == 1;
-    case TokenKind::GreaterEqual: return order == 1 || order == 0;
-    default: failRuntime(line, "unsupported expression");
-    }
-}
 
 bool runsNoCode(const Expr& expr, int depth)
 {
@@ -216,6 +90,40 @@ Value evaluateGlobalByName(Impl& vm, const Expr& expr, Environment*)
 Value evaluateUnaryNode(Impl& vm, const Expr& expr, Environment* environment)
 {
     return vm.evaluateUnary(static_cast<const UnaryExpr&>(expr), environment);
+}
+
+// -a, not a and #a on an operand of a known shape (a local is read where it lives).
+template <TokenKind Op, Operand Shape> Value evaluateUnaryShaped(Impl& vm, const Expr& expr, Environment* environment)
+{
+    const auto& unary = static_cast<const UnaryExpr&>(expr);
+    if constexpr (Shape == Operand::Any)
+    {
+        vm.guardStack(unary.line);
+    }
+    const OperandRead<Shape> operand(vm, *unary.operand, environment);
+    if constexpr (Op == TokenKind::Minus)
+    {
+        return negate(operand.value, unary.line);
+    }
+    else if constexpr (Op == TokenKind::Not)
+    {
+        return Value(!operand.value.isTruthy());
+    }
+    else
+    {
+        static_assert(Op == TokenKind::Hash);
+        return length(vm, operand.value, unary.line);
+    }
+}
+
+template <TokenKind Op> ExprEvaluator unaryEvaluator(const UnaryExpr& unary)
+{
+    switch (operandShape(*unary.operand))
+    {
+    case Operand::LocalHere: return &evaluateUnaryShaped<Op, Operand::LocalHere>;
+    case Operand::Local: return &evaluateUnaryShaped<Op, Operand::Local>;
+    default: return &evaluateUnaryShaped<Op, Operand::Any>;
+    }
 }
 
 Value evaluateTableNode(Impl& vm, const Expr& expr, Environment* environment)
@@ -428,7 +336,17 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
         }
         return variable.hasGlobalSlot ? &evaluateGlobal : &evaluateGlobalByName;
     }
-    case ExprKind::Unary: return &evaluateUnaryNode;
+    case ExprKind::Unary:
+    {
+        const auto& unary = static_cast<const UnaryExpr&>(expr);
+        switch (unary.op)
+        {
+        case TokenKind::Minus: return unaryEvaluator<TokenKind::Minus>(unary);
+        case TokenKind::Not: return unaryEvaluator<TokenKind::Not>(unary);
+        case TokenKind::Hash: return unaryEvaluator<TokenKind::Hash>(unary);
+        default: return &evaluateUnaryNode; // fails there with "unsupported expression"
+        }
+    }
     case ExprKind::Binary:
     {
         const auto& binary = static_cast<const BinaryExpr&>(expr);
@@ -470,6 +388,12 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
     case ExprKind::Function: return &evaluateFunctionNode;
     }
     return &evaluateBinaryNode; // a tag outside the enum fails there with "unsupported expression"
+}
+
+bool testNegation(LuaVM::Impl& vm, const UnaryExpr& negation, Environment* environment)
+{
+    vm.guardStack(negation.line);
+    return !testCondition(vm, *negation.operand, environment);
 }
 
 bool testFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment)
@@ -517,23 +441,9 @@ Value LuaVM::Impl::evaluateUnary(const UnaryExpr& expr, Environment* environment
     const Value operand = evaluateExpression(*expr.operand, environment);
     switch (expr.op)
     {
-    case TokenKind::Minus:
-        if (!operand.isNumber())
-        {
-            failRuntime(expr.line, "unary '-' expects a number");
-        }
-        return negateNumber(operand);
+    case TokenKind::Minus: return negate(operand, expr.line);
     case TokenKind::Not: return Value(!operand.isTruthy());
-    case TokenKind::Hash:
-        if (operand.isString())
-        {
-            return Value(static_cast<long long>(operand.string()->size()));
-        }
-        if (operand.isTable())
-        {
-            return Value(static_cast<long long>(lengthOf(*this, operand.table(), expr.line)));
-        }
-        failRuntime(expr.line, "length operator expects a string or table");
+    case TokenKind::Hash: return length(*this, operand, expr.line);
     default: failRuntime(expr.line, "unsupported expression");
     }
 }

@@ -101,15 +101,36 @@ ExecStatus executeStoreLocalArithmetic(Impl& vm, const Stmt& statement, Environm
 }
 
 // t[k] = value and t.name = value, t a local of the innermost environment and k a literal or such a
-// local: the value first, then the table and the key read where they live.
-template <Operand Key> ExecStatus executeStoreIndexOfLocal(Impl& vm, const Stmt& statement, Environment* environment)
+// local: the value first, then the table and the key read where they live. A literal or local value is
+// read where it lives too.
+template <Operand Key, Operand Source>
+ExecStatus executeStoreIndexOfLocal(Impl& vm, const Stmt& statement, Environment* environment)
 {
     const auto& assignment = static_cast<const AssignmentStmt&>(statement);
     const AssignTarget& target = assignment.targets[0];
-    Value value = vm.evaluateExpression(*assignment.values[0], environment);
-    Table* table = assignableTable(operandIn<Operand::LocalHere>(*target.object, environment), target.line);
-    storeIndexed(table, operandIn<Key>(*target.index, environment), std::move(value), target.line);
+    if constexpr (Source == Operand::Any)
+    {
+        Value value = vm.evaluateExpression(*assignment.values[0], environment);
+        Table* table = assignableTable(operandIn<Operand::LocalHere>(*target.object, environment), target.line);
+        storeIndexed(table, operandIn<Key>(*target.index, environment), std::move(value), target.line);
+    }
+    else
+    {
+        const Value& value = operandIn<Source>(*assignment.values[0], environment);
+        Table* table = assignableTable(operandIn<Operand::LocalHere>(*target.object, environment), target.line);
+        storeIndexed(table, operandIn<Key>(*target.index, environment), value, target.line);
+    }
     return ExecStatus::Normal;
+}
+
+template <Operand Key> StmtExecutor storeIndexOfLocal(const Expr& value)
+{
+    switch (operandShape(value))
+    {
+    case Operand::Constant: return &executeStoreIndexOfLocal<Key, Operand::Constant>;
+    case Operand::LocalHere: return &executeStoreIndexOfLocal<Key, Operand::LocalHere>;
+    default: return &executeStoreIndexOfLocal<Key, Operand::Any>;
+    }
 }
 
 ExecStatus executeStoreFieldOfLocal(Impl& vm, const Stmt& statement, Environment* environment)
@@ -165,8 +186,8 @@ StmtExecutor selectAssignment(const AssignmentStmt& assignment)
         }
         switch (operandShape(*target.index))
         {
-        case Operand::Constant: return &executeStoreIndexOfLocal<Operand::Constant>;
-        case Operand::LocalHere: return &executeStoreIndexOfLocal<Operand::LocalHere>;
+        case Operand::Constant: return storeIndexOfLocal<Operand::Constant>(*assignment.values[0]);
+        case Operand::LocalHere: return storeIndexOfLocal<Operand::LocalHere>(*assignment.values[0]);
         default: return &executeAs<AssignmentStmt, &Impl::executeAssignment>;
         }
     }

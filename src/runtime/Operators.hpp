@@ -4,31 +4,20 @@
 #pragma once
 
 #include "runtime/Interpreter.hpp"
+#include "runtime/WorkMeter.hpp"
 
 #include <cmath>
 #include <cstdint>
+#include <limits>
 
 namespace velmar::lua
 {
 
-// numericResult of a float result, with the common case decided by an exact test: adding and taking
-// away 2^52 rounds a magnitude below 2^52 to the nearest integer, and a result farther than one
-// epsilon from it stays a float. Everything else (near an integer, huge, NaN, infinite) takes the
-// full rule.
-[[gnu::always_inline]] inline Value floatResult(double number)
-{
-    const double magnitude = std::fabs(number);
-    const double nearest = (magnitude + 4503599627370496.0) - 4503599627370496.0;
-    if (std::fabs(magnitude - nearest) > kEpsilon && magnitude < 4503599627370496.0)
-    {
-        return Value(number);
-    }
-    return numericResult(number);
-}
-
-// Every case of + - * / % that the fast paths below leave: overflow to float, the modulo and
-// division rules, and the "expects numbers", "division by zero" and "modulo by zero" errors.
-[[gnu::noinline]] Value arithmeticSlow(TokenKind op, const Value& left, const Value& right, std::uint32_t line);
+// Equality of == and ~=: an integer and a float within one epsilon are equal, other kinds exactly.
+bool valuesEqual(const Value& left, const Value& right) noexcept;
+// The errors of + - * / %: "operator '+' expects numbers", "division by zero", "modulo by zero".
+[[noreturn]] [[gnu::noinline]] void failArithmetic(TokenKind op, const Value& left, const Value& right,
+                                                   std::uint32_t line);
 // Ordered comparison of anything but two numbers: strings, or the "matching numbers or strings" error.
 [[gnu::noinline]] bool orderSlow(LuaVM::Impl& vm, TokenKind op, const Value& left, const Value& right, std::uint32_t line);
 // Two distinct strings of the same length, compared byte by byte; long ones spend steps for it.
@@ -67,7 +56,95 @@ template <TokenKind Op, typename T> [[gnu::always_inline]] inline bool compareAs
     }
 }
 
-// + - * / % of two values.
+constexpr bool divides(TokenKind op)
+{
+    return op == TokenKind::Slash || op == TokenKind::Percent;
+}
+
+// ---- Numbers ----
+
+// The near-integer rule: a float result within one epsilon of an integer in the 64-bit range becomes
+// that integer. Every float an operator or a math function makes goes through it.
+Value numericResult(double number);
+
+// numericResult, with the common case decided by an exact test: adding and taking away 2^52 rounds a
+// magnitude below 2^52 to the nearest integer, and a result farther than one epsilon from it stays a
+// float. Everything else (near an integer, huge, NaN, infinite) takes the full rule.
+[[gnu::always_inline]] inline Value floatResult(double number)
+{
+    const double magnitude = std::fabs(number);
+    const double nearest = (magnitude + 4503599627370496.0) - 4503599627370496.0;
+    if (std::fabs(magnitude - nearest) > kEpsilon && magnitude < 4503599627370496.0)
+    {
+        return Value(number);
+    }
+    return numericResult(number);
+}
+
+[[gnu::always_inline]] inline double toDouble(const Value& number)
+{
+    return number.isFloat() ? number.number() : static_cast<double>(number.integer());
+}
+
+// a op b on integers, when the result is an integer: false when it overflows (the operation is then
+// done in floats), always for / (a quotient is a float), and for % by zero (an error).
+template <TokenKind Op>
+[[gnu::always_inline]] inline bool integerArithmetic(std::int64_t a, std::int64_t b, long long& result)
+{
+    if constexpr (Op == TokenKind::Plus)
+    {
+        return !__builtin_add_overflow(a, b, &result);
+    }
+    else if constexpr (Op == TokenKind::Minus)
+    {
+        return !__builtin_sub_overflow(a, b, &result);
+    }
+    else if constexpr (Op == TokenKind::Star)
+    {
+        return !__builtin_mul_overflow(a, b, &result);
+    }
+    else if constexpr (Op == TokenKind::Percent)
+    {
+        if (b == 0)
+        {
+            return false;
+        }
+        result = b == -1 ? 0 : a % b; // truncating, like the kernel; the minimum integer % -1 would trap
+        return true;
+    }
+    else
+    {
+        return false;
+    }
+}
+
+// a op b in floats; / and % are never given a divisor within one epsilon of zero.
+template <TokenKind Op> [[gnu::always_inline]] inline Value floatArithmetic(double a, double b)
+{
+    if constexpr (Op == TokenKind::Plus)
+    {
+        return floatResult(a + b);
+    }
+    else if constexpr (Op == TokenKind::Minus)
+    {
+        return floatResult(a - b);
+    }
+    else if constexpr (Op == TokenKind::Star)
+    {
+        return floatResult(a * b);
+    }
+    else if constexpr (Op == TokenKind::Slash)
+    {
+        return Value(a / b); // always a float, never normalised
+    }
+    else
+    {
+        static_assert(Op == TokenKind::Percent);
+        return floatResult(std::fmod(a, b));
+    }
+}
+
+// + - * / % of two values: integers while the result is one, then floats, else an error.
 template <TokenKind Op>
 [[gnu::always_inline]] inline Value arithmetic(const Value& left, const Value& right, std::uint32_t line)
 {
@@ -75,62 +152,34 @@ template <TokenKind Op>
     if (left.isInteger() && right.isInteger())
     {
         long long result;
-        const std::int64_t a = left.integer();
-        const std::int64_t b = right.integer();
-        if constexpr (Op == TokenKind::Plus)
+        if (integerArithmetic<Op>(left.integer(), right.integer(), result))
         {
-            if (!__builtin_add_overflow(a, b, &result))
-            {
-                return Value(result);
-            }
-        }
-        else if constexpr (Op == TokenKind::Minus)
-        {
-            if (!__builtin_sub_overflow(a, b, &result))
-            {
-                return Value(result);
-            }
-        }
-        else if constexpr (Op == TokenKind::Star)
-        {
-            if (!__builtin_mul_overflow(a, b, &result))
-            {
-                return Value(result);
-            }
-        }
-        else if constexpr (Op == TokenKind::Percent)
-        {
-            if (b > 0)
-            {
-                return Value(static_cast<long long>(a % b)); // truncating, like the kernel
-            }
+            return Value(result);
         }
     }
-    else if (left.isNumber() && right.isNumber())
+    if (left.isNumber() && right.isNumber())
     {
-        const double a = left.isFloat() ? left.number() : static_cast<double>(left.integer());
-        const double b = right.isFloat() ? right.number() : static_cast<double>(right.integer());
-        if constexpr (Op == TokenKind::Plus)
+        const double b = toDouble(right);
+        if (!divides(Op) || !(std::fabs(b) <= kEpsilon)) // a NaN divisor divides, into NaN
         {
-            return floatResult(a + b);
-        }
-        else if constexpr (Op == TokenKind::Minus)
-        {
-            return floatResult(a - b);
-        }
-        else if constexpr (Op == TokenKind::Star)
-        {
-            return floatResult(a * b);
-        }
-        else if constexpr (Op == TokenKind::Slash)
-        {
-            if (std::fabs(b) > kEpsilon)
-            {
-                return Value(a / b); // always a float, never normalised
-            }
+            return floatArithmetic<Op>(toDouble(left), b);
         }
     }
-    return arithmeticSlow(Op, left, right, line);
+    failArithmetic(Op, left, right, line);
+}
+
+// -a: an integer stays one, except the minimum integer, whose negation only a float holds.
+inline Value negate(const Value& operand, std::uint32_t line)
+{
+    if (operand.isInteger() && operand.integer() != std::numeric_limits<std::int64_t>::min())
+    {
+        return Value(static_cast<long long>(-operand.integer()));
+    }
+    if (!operand.isNumber())
+    {
+        failRuntime(line, "unary '-' expects a number");
+    }
+    return floatResult(-toDouble(operand));
 }
 
 // == ~= < <= > >= of two values, as a bool.
@@ -167,9 +216,7 @@ template <TokenKind Op>
     {
         if (left.isNumber() && right.isNumber())
         {
-            const double a = left.isFloat() ? left.number() : static_cast<double>(left.integer());
-            const double b = right.isFloat() ? right.number() : static_cast<double>(right.integer());
-            return compareAs<Op>(a, b);
+            return compareAs<Op>(toDouble(left), toDouble(right));
         }
         return orderSlow(vm, Op, left, right, line);
     }
@@ -194,6 +241,27 @@ inline Value applyOperator(LuaVM::Impl& vm, TokenKind op, const Value& left, con
     case TokenKind::GreaterEqual: return Value(comparison<TokenKind::GreaterEqual>(vm, left, right, line));
     default: failRuntime(line, "unsupported expression");
     }
+}
+
+// #a: a string's byte count or a table's border, else an error. A border that runs on through many keys
+// of the hash part spends steps as it looks.
+inline Value length(LuaVM::Impl& vm, const Value& operand, std::uint32_t line)
+{
+    if (operand.isString())
+    {
+        return Value(static_cast<long long>(operand.string()->size()));
+    }
+    if (!operand.isTable())
+    {
+        failRuntime(line, "length operator expects a string or table");
+    }
+    Table* table = operand.table();
+    if (table->lengthVersion == table->version || table->hash.empty()) [[likely]]
+    {
+        return Value(static_cast<long long>(tableSequenceLength(table)));
+    }
+    WorkMeter meter(vm, line);
+    return Value(static_cast<long long>(tableSequenceLength(table, &meter)));
 }
 
 // ---- Stores into tables ----
@@ -332,11 +400,17 @@ template <Operand Left, Operand Right> struct Operands
 
 // The truth of a condition: comparisons and and/or chains through their testers, `not` by the truth of
 // its operand, everything else by the value's truthiness.
+bool testNegation(LuaVM::Impl& vm, const UnaryExpr& negation, Environment* environment);
+
 [[gnu::always_inline]] inline bool testCondition(LuaVM::Impl& vm, const Expr& expr, Environment* environment)
 {
     if (expr.kind == ExprKind::Binary)
     {
         return static_cast<const BinaryExpr&>(expr).test(vm, expr, environment);
+    }
+    if (expr.kind == ExprKind::Unary && static_cast<const UnaryExpr&>(expr).op == TokenKind::Not)
+    {
+        return testNegation(vm, static_cast<const UnaryExpr&>(expr), environment);
     }
     return vm.evaluateExpression(expr, environment).isTruthy();
 }

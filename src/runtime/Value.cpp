@@ -8,7 +8,6 @@
 #include "support/Errors.hpp"
 #include "support/NumberFormat.hpp"
 #include "support/Platform.hpp"
-#include "support/ExactMath.hpp"
 
 #include <cmath>
 #include <cstring>
@@ -238,99 +237,6 @@ std::int64_t saturatingFloatToInteger(double number) noexcept
         return std::numeric_limits<std::int64_t>::min();
     }
     return static_cast<std::int64_t>(number);
-}
-
-Value numericResult(double number)
-{
-    if (std::isfinite(number))
-    {
-        const double rounded = zq::roundExact(number);
-        if (rounded >= -9223372036854775808.0 && rounded <= 9223372036854775808.0 &&
-            std::fabs(number - rounded) <= kEpsilon)
-        {
-            return Value(static_cast<long long>(saturatingFloatToInteger(rounded)));
-        }
-    }
-    return Value(number);
-}
-
-Value negateNumber(const Value& operand)
-{
-    if (operand.isInteger() && operand.integer() != std::numeric_limits<std::int64_t>::min())
-    {
-        return Value(static_cast<long long>(-operand.integer()));
-    }
-    return numericResult(-operand.asFloat());
-}
-
-Value addNumbers(const Value& left, const Value& right)
-{
-    long long result;
-    if (left.isInteger() && right.isInteger() && !__builtin_add_overflow(left.integer(), right.integer(), &result))
-    {
-        return Value(result);
-    }
-    return numericResult(left.asFloat() + right.asFloat());
-}
-
-Value subtractNumbers(const Value& left, const Value& right)
-{
-    long long result;
-    if (left.isInteger() && right.isInteger() && !__builtin_sub_overflow(left.integer(), right.integer(), &result))
-    {
-        return Value(result);
-    }
-    return numericResult(left.asFloat() - right.asFloat());
-}
-
-Value multiplyNumbers(const Value& left, const Value& right)
-{
-    long long result;
-    if (left.isInteger() && right.isInteger() && !__builtin_mul_overflow(left.integer(), right.integer(), &result))
-    {
-        return Value(result);
-    }
-    return numericResult(left.asFloat() * right.asFloat());
-}
-
-Value moduloNumbers(const Value& left, const Value& right)
-{
-    if (left.isInteger() && right.isInteger() && right.integer() != 0)
-    {
-        if (right.integer() == -1)
-        {
-            return Value(0LL); // the minimum integer would trap
-        }
-        return Value(static_cast<long long>(left.integer() % right.integer()));
-    }
-    return numericResult(std::fmod(left.asFloat(), right.asFloat()));
-}
-
-bool valuesEqual(const Value& left, const Value& right) noexcept
-{
-    if (left.kind() != right.kind())
-    {
-        if (left.isNumber() && right.isNumber())
-        {
-            const double a = left.isInteger() ? static_cast<double>(left.integer()) : left.number();
-            const double b = right.isInteger() ? static_cast<double>(right.integer()) : right.number();
-            return std::fabs(a - b) <= kEpsilon;
-        }
-        return false;
-    }
-    switch (left.kind())
-    {
-    case ValueKind::Nil: return true;
-    case ValueKind::Integer: return left.integer() == right.integer();
-    case ValueKind::Float: return left.number() == right.number();
-    case ValueKind::Boolean: return left.boolean() == right.boolean();
-    case ValueKind::String: return left.string()->equals(*right.string());
-    case ValueKind::Table:
-    case ValueKind::Function:
-    case ValueKind::UserData:
-    case ValueKind::Iterator: return left.objectAddress() == right.objectAddress();
-    }
-    return false;
 }
 
 } // namespace velmar::lua

@@ -190,19 +190,6 @@ inline const char* describeValueType(const Value& value) noexcept
     return describeValueType(value.kind());
 }
 
-// A float result within one epsilon of an integer in the 64-bit range becomes that integer.
-Value numericResult(double number);
-
-// Integer-first arithmetic kernels; the operands are numbers (and the divisor of % is non-zero).
-Value negateNumber(const Value& operand);
-Value addNumbers(const Value& left, const Value& right);
-Value subtractNumbers(const Value& left, const Value& right);
-Value multiplyNumbers(const Value& left, const Value& right);
-Value moduloNumbers(const Value& left, const Value& right);
-
-// Equality of == and ~=: integer against float within one epsilon, same kinds exactly.
-bool valuesEqual(const Value& left, const Value& right) noexcept;
-
 // Saturating double to integer conversion, for the places that must never trap.
 std::int64_t saturatingFloatToInteger(double number) noexcept;
 

@@ -1,6 +1,7 @@
 // The base functions: print, tostring, tonumber, type, assert, error, pcall, pairs, ipairs.
 #include "api/PublicText.hpp"
 #include "runtime/Iterator.hpp"
+#include "runtime/Operators.hpp"
 #include "runtime/WorkMeter.hpp"
 #include "stdlib/Library.hpp"
 #include "support/NumberText.hpp"

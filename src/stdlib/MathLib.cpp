@@ -1,4 +1,5 @@
 // The math library: min, max and floor, with double results folded back to integers where exact.
+#include "runtime/Operators.hpp"
 #include "runtime/WorkMeter.hpp"
 #include "stdlib/Library.hpp"
 #include "support/ExactMath.hpp"

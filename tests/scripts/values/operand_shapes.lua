@@ -154,3 +154,26 @@ local function bumpBoth()
   return 1
 end
 print("both sides", y * (bumpBoth() + y), y)
+
+-- Unary operators on a local here, a local of an enclosing function and any other operand: the same
+-- results and the same errors at the operator's line.
+local n, s, t = 5, "abc", {1, 2, 3}
+local function unaries()
+  local m = -2
+  print("unary here", -m, not m, #t)
+  print("unary outer", -n, not n, #s, #t)
+  print("unary any", -(n + 1), not (n == 5), #(s .. s))
+  print(pcall(function() return -s end))
+  print(pcall(function() return #n end))
+  print(pcall(function() local z = {} return -z end))
+end
+unaries()
+-- `not` as a condition, through and/or chains and nested negations.
+local function pick(a, b)
+  if not a then return "not a" elseif not (a and b) then return "not (a and b)" elseif not not b then return "b" end
+  return "none"
+end
+print("not in conditions", pick(nil, 1), pick(false, nil), pick(0, false), pick(0, ""))
+local i = 0
+while not (i >= 3) do i = i + 1 end
+print("while not", i)
