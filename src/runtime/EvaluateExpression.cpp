@@ -87,9 +87,9 @@ Value evaluateGlobalByName(Impl& vm, const Expr& expr, Environment*)
     return vm.getGlobalValue(static_cast<const VariableExpr&>(expr).name);
 }
 
-Value evaluateUnaryNode(Impl& vm, const Expr& expr, Environment* environment)
+Value evaluateUnsupported(Impl&, const Expr& expr, Environment*)
 {
-    return vm.evaluateUnary(static_cast<const UnaryExpr&>(expr), environment);
+    failRuntime(expr.line, "unsupported expression");
 }
 
 // -a, not a and #a on an operand of a known shape (a local is read where it lives).
@@ -344,7 +344,7 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
         case TokenKind::Minus: return unaryEvaluator<TokenKind::Minus>(unary);
         case TokenKind::Not: return unaryEvaluator<TokenKind::Not>(unary);
         case TokenKind::Hash: return unaryEvaluator<TokenKind::Hash>(unary);
-        default: return &evaluateUnaryNode; // fails there with "unsupported expression"
+        default: return &evaluateUnsupported;
         }
     }
     case ExprKind::Binary:
@@ -387,7 +387,7 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
     case ExprKind::Call: return &Impl::evaluateCall;
     case ExprKind::Function: return &evaluateFunctionNode;
     }
-    return &evaluateBinaryNode; // a tag outside the enum fails there with "unsupported expression"
+    return &evaluateUnsupported; // a tag outside the enum
 }
 
 bool testNegation(LuaVM::Impl& vm, const UnaryExpr& negation, Environment* environment)
@@ -433,19 +433,6 @@ MultiValue LuaVM::Impl::evaluateExpressionList(const std::vector<ExprPtr>& exprs
         values.push(evaluateExpression(expr, environment));
     }
     return values;
-}
-
-Value LuaVM::Impl::evaluateUnary(const UnaryExpr& expr, Environment* environment)
-{
-    guardStack(expr.line);
-    const Value operand = evaluateExpression(*expr.operand, environment);
-    switch (expr.op)
-    {
-    case TokenKind::Minus: return negate(operand, expr.line);
-    case TokenKind::Not: return Value(!operand.isTruthy());
-    case TokenKind::Hash: return length(*this, operand, expr.line);
-    default: failRuntime(expr.line, "unsupported expression");
-    }
 }
 
 Value LuaVM::Impl::evaluateBinary(const BinaryExpr& expr, Environment* environment)

@@ -214,7 +214,6 @@ public:
     void bindArguments(const CallExpr& call, Value* receiver, Value* slots, std::size_t bound, Environment* environment);
     void spreadResults(const CallExpr& call, Value* slots, std::size_t bound, Environment* environment);
 
-    Value evaluateUnary(const UnaryExpr& expr, Environment* environment);
     Value evaluateBinary(const BinaryExpr& expr, Environment* environment);
     Value evaluateTable(const TableExpr& expr, Environment* environment);
     Value evaluateField(const FieldExpr& expr, Environment* environment);
