@@ -1,4 +1,12 @@
-// Expression evaluation: operators, constructors, indexing, calls and assignment targets.
+// Expression evaluation. Every node carries the function that evaluates it (`Expr::evaluate`); it starts
+// as evaluateFirstTime, which asks selectEvaluator for the function fitting the node's shape and
+// installs it, so the choice is made once per node. The shapes: literals and locals are read where they
+// live; each operator is specialised for its operands being a literal, a local or anything (templates
+// over Operand, reading through Operators.hpp); a comparison used as a condition gets a tester that
+// yields a C++ bool (BinaryExpr::test); field and index reads on locals skip the copy of the table.
+// Whatever has no specialisation takes the general path: evaluateBinary, evaluateTable, evaluateField,
+// evaluateIndex and indexValue below, and the call path in Calls.cpp. Every path computes an operator's
+// meaning through Operators.hpp, so the fast and general paths cannot disagree.
 #include "runtime/NativeObject.hpp"
 #include "runtime/Operators.hpp"
 #include "runtime/WorkMeter.hpp"
