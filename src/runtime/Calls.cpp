@@ -3,12 +3,20 @@
 #include "runtime/Interpreter.hpp"
 #include "support/Platform.hpp"
 
+#include <cstdio>
+#include <cstdlib>
 #include <type_traits>
 
 namespace velmar::lua
 {
 
 constinit ZQ_THREAD_LOCAL std::int32_t gLuaProtectedDepth = 0;
+
+void slotBreach() noexcept
+{
+    std::fputs("VelmarLua: a local's slot is missing from its environment\n", stderr);
+    std::abort();
+}
 
 void failRuntime(std::uint32_t line, std::string message)
 {

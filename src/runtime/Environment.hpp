@@ -167,6 +167,39 @@ private:
 
 static_assert(sizeof(Environment) % alignof(Value) == 0, "a shared environment's slots follow it");
 
+// Stops the process: a local's slot is missing from the environment the scope pass placed it in.
+[[noreturn]] void slotBreach() noexcept;
+
+// Where a local lives: slot `slot` of `environment`, or of the environment `depth` links out from it.
+// The scope pass places every local so that this environment exists and has the slot, and every local
+// read and store comes through here: builds with VELMAR_LUA_CHECKED_SLOTS (the sanitizer, fuzz and
+// coverage builds) verify that on each access and stop at the first breach; the others trust it.
+[[gnu::always_inline]] inline Value& slotIn(Environment* environment, std::uint32_t slot) noexcept
+{
+#if defined(VELMAR_LUA_CHECKED_SLOTS)
+    if (!environment || slot >= environment->slotCount())
+    {
+        slotBreach();
+    }
+#endif
+    return environment->slots[slot];
+}
+
+[[gnu::always_inline]] inline Value& slotOut(Environment* environment, std::int32_t depth, std::uint32_t slot) noexcept
+{
+    for (; depth > 0; --depth)
+    {
+#if defined(VELMAR_LUA_CHECKED_SLOTS)
+        if (!environment)
+        {
+            slotBreach();
+        }
+#endif
+        environment = environment->parent();
+    }
+    return slotIn(environment, slot);
+}
+
 inline void Environment::releaseParent() noexcept
 {
     if (--parent_->refCount == 0)

@@ -66,23 +66,18 @@ Value evaluateLiteral(Impl&, const Expr& expr, Environment*)
 
 Value evaluateLocalHere(Impl&, const Expr& expr, Environment* environment)
 {
-    const auto& variable = static_cast<const VariableExpr&>(expr);
-    return environment && variable.runtimeSlot < environment->slotCount() ? environment->slots[variable.runtimeSlot]
-                                                                          : Value();
+    return slotIn(environment, static_cast<const VariableExpr&>(expr).runtimeSlot);
 }
 
 Value evaluateLocalOuter(Impl&, const Expr& expr, Environment* environment)
 {
     const auto& variable = static_cast<const VariableExpr&>(expr);
-    Environment* scope = Impl::resolveLocalEnvironment(environment, variable.runtimeDepth);
-    return scope && variable.runtimeSlot < scope->slotCount() ? scope->slots[variable.runtimeSlot] : Value();
+    return slotOut(environment, variable.runtimeDepth, variable.runtimeSlot);
 }
 
 Value evaluateLocalParent(Impl&, const Expr& expr, Environment* environment)
 {
-    const auto& variable = static_cast<const VariableExpr&>(expr);
-    Environment* scope = environment ? environment->parent() : nullptr;
-    return scope && variable.runtimeSlot < scope->slotCount() ? scope->slots[variable.runtimeSlot] : Value();
+    return slotOut(environment, 1, static_cast<const VariableExpr&>(expr).runtimeSlot);
 }
 
 Value evaluateGlobal(Impl& vm, const Expr& expr, Environment*)
@@ -611,11 +606,7 @@ void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environm
     case AssignTarget::Kind::Name:
         if (target.depth >= 0)
         {
-            Environment* scope = resolveLocalEnvironment(environment, target.runtimeDepth);
-            if (scope && target.runtimeSlot < scope->slotCount())
-            {
-                scope->slots[target.runtimeSlot] = std::move(value);
-            }
+            slotOut(environment, target.runtimeDepth, target.runtimeSlot) = std::move(value);
         }
         else if (target.hasGlobalSlot)
         {
@@ -635,7 +626,7 @@ void LuaVM::Impl::assignTarget(const AssignTarget& target, Value value, Environm
                                    (target.kind == AssignTarget::Kind::Field || runsNoCode(*target.index));
         }
         Value evaluated;
-        const Value* object = target.objectInPlace ? localSlot(*target.object, environment) : nullptr;
+        const Value* object = target.objectInPlace ? &localSlot(*target.object, environment) : nullptr;
         if (!object)
         {
             evaluated = evaluateExpression(*target.object, environment);

@@ -49,11 +49,10 @@ ExecStatus executeUnsupported(Impl&, const Stmt& statement, Environment*)
     failRuntime(statement.line, "unsupported statement");
 }
 
-// The slot of a local target in the innermost environment, or null when that environment lacks it.
-[[gnu::always_inline]] inline Value* targetSlotHere(const AssignTarget& target, Environment* environment)
+// The slot of a local target in the innermost environment.
+[[gnu::always_inline]] inline Value& targetSlotHere(const AssignTarget& target, Environment* environment)
 {
-    return environment && target.runtimeSlot < environment->slotCount() ? &environment->slots[target.runtimeSlot]
-                                                                        : nullptr;
+    return slotIn(environment, target.runtimeSlot);
 }
 
 // x = value, x a local of the innermost environment.
@@ -61,10 +60,7 @@ ExecStatus executeStoreLocalHere(Impl& vm, const Stmt& statement, Environment* e
 {
     const auto& assignment = static_cast<const AssignmentStmt&>(statement);
     Value value = vm.evaluateExpression(*assignment.values[0], environment);
-    if (Value* slot = targetSlotHere(assignment.targets[0], environment))
-    {
-        *slot = std::move(value);
-    }
+    targetSlotHere(assignment.targets[0], environment) = std::move(value);
     return ExecStatus::Normal;
 }
 
@@ -73,10 +69,7 @@ template <Operand Source> ExecStatus executeCopyToLocalHere(Impl&, const Stmt& s
 {
     const auto& assignment = static_cast<const AssignmentStmt&>(statement);
     const Value& value = operandIn<Source>(*assignment.values[0], environment);
-    if (Value* slot = targetSlotHere(assignment.targets[0], environment))
-    {
-        *slot = value;
-    }
+    targetSlotHere(assignment.targets[0], environment) = value;
     return ExecStatus::Normal;
 }
 
@@ -93,10 +86,7 @@ ExecStatus executeStoreLocalArithmetic(Impl& vm, const Stmt& statement, Environm
     }
     const Operands<Left, Right> operands(vm, binary, environment);
     Value result = arithmetic<Op>(operands.left, operands.right, binary.line);
-    if (Value* slot = targetSlotHere(assignment.targets[0], environment))
-    {
-        *slot = std::move(result);
-    }
+    targetSlotHere(assignment.targets[0], environment) = std::move(result);
     return ExecStatus::Normal;
 }
 
@@ -351,11 +341,7 @@ ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environmen
         Value value = evaluateExpression(*values[0], environment);
         if (target.kind == AssignTarget::Kind::Name && target.depth >= 0) // a local: no table, no global
         {
-            Environment* scope = resolveLocalEnvironment(environment, target.runtimeDepth);
-            if (scope && target.runtimeSlot < scope->slotCount())
-            {
-                scope->slots[target.runtimeSlot] = std::move(value);
-            }
+            slotOut(environment, target.runtimeDepth, target.runtimeSlot) = std::move(value);
             return ExecStatus::Normal;
         }
         assignTarget(target, std::move(value), environment);

@@ -82,16 +82,6 @@ public:
     MultiValue callHandle(LuaFunctionHandle* handle, ValueSpan arguments, std::uint32_t line);
     Value makeScriptFunction(std::string name, const FunctionExpr& function, Environment* current);
 
-    // Follows `depth` parent links; null when the chain ends early.
-    static Environment* resolveLocalEnvironment(Environment* environment, std::int32_t depth) noexcept
-    {
-        while (depth > 0 && environment)
-        {
-            environment = environment->parent();
-            --depth;
-        }
-        return environment;
-    }
     static void clearEnvironmentSlots(Environment* environment) noexcept
     {
         if (environment)

@@ -328,22 +328,17 @@ inline Operand operandShape(const Expr& operand)
     return static_cast<const VariableExpr&>(operand).runtimeDepth == 0 ? Operand::LocalHere : Operand::Local;
 }
 
-// The slot of a local variable node, or null when its environment does not have it.
-[[gnu::always_inline]] inline Value* localSlot(const Expr& expr, Environment* environment)
+// The slot of a local variable node.
+[[gnu::always_inline]] inline Value& localSlot(const Expr& expr, Environment* environment)
 {
     const auto& variable = static_cast<const VariableExpr&>(expr);
-    Environment* scope = LuaVM::Impl::resolveLocalEnvironment(environment, variable.runtimeDepth);
-    return scope && variable.runtimeSlot < scope->slotCount() ? &scope->slots[variable.runtimeSlot] : nullptr;
+    return slotOut(environment, variable.runtimeDepth, variable.runtimeSlot);
 }
 
-[[gnu::always_inline]] inline Value* localSlotHere(const Expr& expr, Environment* environment)
+[[gnu::always_inline]] inline Value& localSlotHere(const Expr& expr, Environment* environment)
 {
-    const std::size_t slot = static_cast<const VariableExpr&>(expr).runtimeSlot;
-    return environment && slot < environment->slotCount() ? &environment->slots[slot] : nullptr;
+    return slotIn(environment, static_cast<const VariableExpr&>(expr).runtimeSlot);
 }
-
-// What a local reads as when its environment lacks the slot.
-inline const Value kNilValue;
 
 // The operand's value, read where it lives: a literal or a local.
 template <Operand Mode> [[gnu::always_inline]] inline const Value& operandIn(const Expr& operand, Environment* environment)
@@ -354,14 +349,12 @@ template <Operand Mode> [[gnu::always_inline]] inline const Value& operandIn(con
     }
     else if constexpr (Mode == Operand::LocalHere)
     {
-        const Value* slot = localSlotHere(operand, environment);
-        return slot ? *slot : kNilValue;
+        return localSlotHere(operand, environment);
     }
     else
     {
         static_assert(Mode == Operand::Local);
-        const Value* slot = localSlot(operand, environment);
-        return slot ? *slot : kNilValue;
+        return localSlot(operand, environment);
     }
 }
 
