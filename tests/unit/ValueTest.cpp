@@ -187,6 +187,9 @@ TEST(ValueTest, CopiesShareObjectsAndStringBytes)
         b = alias; // self-assignment keeps the value and the count
         EXPECT_TRUE(b.isTable());
         EXPECT_EQ(table->refCount, 3u);
+        b = std::move(alias); // so does moving a value onto itself
+        EXPECT_TRUE(b.isTable());
+        EXPECT_EQ(table->refCount, 3u);
         Value moved = std::move(a);
         EXPECT_EQ(table->refCount, 3u);
         b = Value(1.5);
