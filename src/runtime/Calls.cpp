@@ -167,18 +167,7 @@ template <typename Result>
 [[gnu::always_inline]] inline Result LuaVM::Impl::runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line)
 {
     countStep(line); // the caller has checked the stack
-    try
-    {
-        return runFunctionBody<Result>(function, frame);
-    }
-    catch (const RuntimeError&)
-    {
-        throw;
-    }
-    catch (const zq::exception& error)
-    {
-        failRuntime(line, error.message()); // library errors become script errors at the call's line
-    }
+    return asScriptErrors(line, {}, [&] { return runFunctionBody<Result>(function, frame); });
 }
 
 namespace
@@ -207,18 +196,7 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
     {
         guardStack(line);
         countStep(line);
-        try
-        {
-            return handle->native(*owner, arguments, line);
-        }
-        catch (const RuntimeError&)
-        {
-            throw;
-        }
-        catch (const zq::exception& error)
-        {
-            failRuntime(line, error.message()); // library errors become script errors at the call's line
-        }
+        return asScriptErrors(line, {}, [&] { return handle->native(*owner, arguments, line); });
     }
     if (handle->interpreter != serial)
     {
