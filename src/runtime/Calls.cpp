@@ -18,6 +18,16 @@ void slotBreach() noexcept
     std::abort();
 }
 
+void raiseAtCall(std::uint32_t line, std::string_view prefix, const LuaError& error)
+{
+    failRuntime(line, std::string(prefix) + error.message());
+}
+
+void failRuntime(std::uint32_t line, const char* message)
+{
+    failRuntime(line, std::string(message));
+}
+
 void failRuntime(std::uint32_t line, std::string message)
 {
     if (gLuaProtectedDepth < 1)

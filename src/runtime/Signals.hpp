@@ -50,6 +50,9 @@ extern constinit ZQ_THREAD_LOCAL std::int32_t gLuaProtectedDepth;
 
 // The one way to raise a script error: RuntimeError, or ProtectedRuntimeError inside a pcall.
 [[noreturn]] void failRuntime(std::uint32_t line, std::string message);
+// The same for a fixed message. The string is made out of line, so the checks that can fail this way
+// (inlined into every call and operator) leave no string object in their callers' machine frames.
+[[noreturn]] [[gnu::cold]] void failRuntime(std::uint32_t line, const char* message);
 
 // Counts one protected call for as long as it runs, however it ends (a script error, os.exit, a break
 // escaping its function, an aborted run or a host's own exception).
@@ -65,8 +68,13 @@ private:
     std::int32_t saved_;
 };
 
+// The script error that a library error becomes at a call boundary: `prefix` and its message, at
+// `line`. Out of line, so that the message's strings take no room in the frames of the calls.
+[[noreturn]] [[gnu::cold]] void raiseAtCall(std::uint32_t line, std::string_view prefix, const LuaError& error);
+
 // Runs a library or host call at a call boundary: an error of the library's family (a host's LuaError
-// included) that is not already a script error becomes one at the call's line, its message after `prefix` (a host function's name).
+// included) that is not already a script error becomes one at the call's line, its message after
+// `prefix` (a host function's name).
 template <typename Call>
 [[gnu::always_inline]] inline decltype(auto) asScriptErrors(std::uint32_t line, std::string_view prefix, Call&& call)
 {
@@ -80,7 +88,7 @@ template <typename Call>
     }
     catch (const LuaError& error)
     {
-        failRuntime(line, std::string(prefix) + error.message());
+        raiseAtCall(line, prefix, error);
     }
 }
 
