@@ -172,8 +172,9 @@ static_assert(sizeof(Environment) % alignof(Value) == 0, "a shared environment's
 
 // Where a local lives: slot `slot` of `environment`, or of the environment `depth` links out from it.
 // The scope pass places every local so that this environment exists and has the slot, and every local
-// read and store comes through here: builds with VELMAR_LUA_CHECKED_SLOTS (the sanitizer, fuzz and
-// coverage builds) verify that on each access and stop at the first breach; the others trust it.
+// read and store comes through here: builds with VELMAR_LUA_CHECKED_SLOTS (the sanitizer, thread
+// sanitizer and fuzz builds) verify that on each access and stop at the first breach; the others trust
+// it (the coverage build too, so that its branch figures count the code that ships).
 [[gnu::always_inline]] inline Value& slotIn(Environment* environment, std::uint32_t slot) noexcept
 {
 #if defined(VELMAR_LUA_CHECKED_SLOTS)
