@@ -382,13 +382,24 @@ ExecStatus LuaVM::Impl::executeStatements(const StmtList& statements, Environmen
 namespace
 {
 
-// Lets go of the values of a block's slots in its region's frame: the block has ended.
-void clearSlots(Environment* environment, std::size_t offset, std::size_t count) noexcept
+// Lets go of the values of a block's slots in its region's frame: the block has ended (or a loop body
+// starts again). The scope pass placed them there, as it places every local (see slotIn).
+[[gnu::always_inline]] inline void clearSlots(Environment* environment, std::size_t offset, std::size_t count) noexcept
 {
-    const std::size_t end = std::min(offset + count, environment ? environment->slotCount() : 0);
-    for (std::size_t i = offset; i < end; ++i)
+    if (count == 0)
     {
-        environment->slots[i] = Value();
+        return;
+    }
+#if defined(VELMAR_LUA_CHECKED_SLOTS)
+    if (!environment || offset + count > environment->slotCount())
+    {
+        slotBreach();
+    }
+#endif
+    Value* slots = environment->slots.data() + offset;
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        slots[i] = Value();
     }
 }
 
