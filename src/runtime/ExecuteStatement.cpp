@@ -536,14 +536,6 @@ private:
     Environment* parent_;
 };
 
-void storeSlot(Environment* environment, std::size_t slot, Value value)
-{
-    if (slot < environment->slotCount())
-    {
-        environment->slots[slot] = std::move(value);
-    }
-}
-
 } // namespace
 
 [[gnu::noinline]] ExecStatus LuaVM::Impl::executeWhile(const WhileStmt& statement, Environment* environment)
@@ -587,7 +579,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
         for (std::int64_t current = start.integer(); increment > 0 ? current <= last : current >= last;)
         {
             Environment* body = loop.next();
-            storeSlot(body, variableSlot, Value(static_cast<long long>(current)));
+            slotIn(body, static_cast<std::uint32_t>(variableSlot)) = Value(static_cast<long long>(current));
             const ExecStatus status = executeLoopBody(statement.body, body, statement.line);
             if (status == ExecStatus::Break)
             {
@@ -613,7 +605,7 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
     for (double current = start.asFloat(); increment > 0 ? current <= last : current >= last; current += increment)
     {
         Environment* body = loop.next();
-        storeSlot(body, variableSlot, numericResult(current));
+        slotIn(body, static_cast<std::uint32_t>(variableSlot)) = numericResult(current);
         const ExecStatus status = executeLoopBody(statement.body, body, statement.line);
         if (status == ExecStatus::Break)
         {
@@ -649,7 +641,8 @@ void storeSlot(Environment* environment, std::size_t slot, Value value)
         Environment* body = loop.next();
         for (std::size_t i = 0; i < statement.variableSlots.size(); ++i)
         {
-            storeSlot(body, loop.offset() + statement.variableSlots[i], i < item.size() ? std::move(item[i]) : Value());
+            slotIn(body, static_cast<std::uint32_t>(loop.offset() + statement.variableSlots[i])) =
+                i < item.size() ? std::move(item[i]) : Value();
         }
         const ExecStatus status = executeLoopBody(statement.body, body, statement.line);
         if (status == ExecStatus::Break)
