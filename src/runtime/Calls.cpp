@@ -1,5 +1,4 @@
 // Calls: script errors, environments, closures, and calling script and native functions.
-#include "frontend/ScopeElision.hpp"
 #include "runtime/Interpreter.hpp"
 #include "support/Platform.hpp"
 
@@ -12,9 +11,9 @@ namespace velmar::lua
 
 constinit ZQ_THREAD_LOCAL std::int32_t gLuaProtectedDepth = 0;
 
-void slotBreach() noexcept
+void frontEndBreach() noexcept
 {
-    std::fputs("VelmarLua: a local's slot is missing from its environment\n", stderr);
+    std::fputs("VelmarLua: the tree breaks what the front end decided (a local's slot or a body's end)\n", stderr);
     std::abort();
 }
 
@@ -142,10 +141,12 @@ template <typename Result>
 [[gnu::always_inline]] inline Result LuaVM::Impl::runFunctionBody(const FunctionExpr& function, Environment* environment)
 {
     using End = FunctionExpr::BodyEnd;
-    if (function.bodyEnd == End::Unknown) [[unlikely]]
+#if defined(VELMAR_LUA_CHECKED_SLOTS)
+    if (function.bodyEnd == End::Unknown) // the front end decides it for every function it finishes
     {
-        classifyBodyEnd(function);
+        frontEndBreach();
     }
+#endif
     // The statements before a final return; that return is evaluated in place, without a step of its
     // own, instead of unwinding as an outcome.
     const StmtPtr* statements = function.body.data();

@@ -167,8 +167,9 @@ private:
 
 static_assert(sizeof(Environment) % alignof(Value) == 0, "a shared environment's slots follow it");
 
-// Stops the process: a local's slot is missing from the environment the scope pass placed it in.
-[[noreturn]] void slotBreach() noexcept;
+// Stops the process: the tree breaks what the front end decided (a local's slot missing from the
+// environment the scope pass placed it in, a function body's end not classified).
+[[noreturn]] void frontEndBreach() noexcept;
 
 // Where a local lives: slot `slot` of `environment`, or of the environment `depth` links out from it.
 // The scope pass places every local so that this environment exists and has the slot, and every local
@@ -180,7 +181,7 @@ static_assert(sizeof(Environment) % alignof(Value) == 0, "a shared environment's
 #if defined(VELMAR_LUA_CHECKED_SLOTS)
     if (!environment || slot >= environment->slotCount())
     {
-        slotBreach();
+        frontEndBreach();
     }
 #endif
     return environment->slots[slot];
@@ -193,7 +194,7 @@ static_assert(sizeof(Environment) % alignof(Value) == 0, "a shared environment's
 #if defined(VELMAR_LUA_CHECKED_SLOTS)
         if (!environment)
         {
-            slotBreach();
+            frontEndBreach();
         }
 #endif
         environment = environment->parent();

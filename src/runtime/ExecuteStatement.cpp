@@ -393,7 +393,7 @@ namespace
 #if defined(VELMAR_LUA_CHECKED_SLOTS)
     if (!environment || offset + count > environment->slotCount())
     {
-        slotBreach();
+        frontEndBreach();
     }
 #endif
     Value* slots = environment->slots.data() + offset;
