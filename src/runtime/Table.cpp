@@ -554,6 +554,21 @@ void tableSetByKey(Table* table, const TableKey& key, Value value)
     ++table->version;
 }
 
+Value tableGetNameSearching(const Table* table, const LuaString& key, std::uint32_t& lastEntry)
+{
+    if (!table || table->hash.empty())
+    {
+        return Value();
+    }
+    const auto* entry = table->hash.findString(key, key.bytesHash() ^ kStringKeyHashSalt);
+    if (!entry)
+    {
+        return Value();
+    }
+    lastEntry = static_cast<std::uint32_t>(entry - table->hash.entries().data());
+    return entry->value;
+}
+
 std::int64_t tableSequenceLength(Table* table, TableWork* work)
 {
     if (!table)

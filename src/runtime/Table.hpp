@@ -255,36 +255,33 @@ inline void tableSetInteger(Table* table, std::int64_t index, Value value)
     return entry ? entry->value : Value();
 }
 
+// The look-up behind tableGetName when the remembered entry does not hold the name; it remembers where
+// it found it.
+Value tableGetNameSearching(const Table* table, const LuaString& key, std::uint32_t& lastEntry);
+
 // tableGetString for a name read at one place in the tree, again and again on tables of one shape: the
 // entry position where the last read found the name is tried first. The try is exact: a live entry
 // holding this very string object is the name's only entry. Names are interned, so tables built with
 // named fields hold the same object.
 [[gnu::always_inline]] inline Value tableGetName(const Table* table, const LuaString& key, std::uint32_t& lastEntry)
 {
-    if (!table)
+    if (table) [[likely]]
     {
-        return Value();
-    }
-    const auto& entries = table->hash.entries();
-    if (lastEntry < entries.size())
-    {
-        const auto& entry = entries[lastEntry];
-        if (entry.key.asValue().isString() && entry.key.asValue().string() == &key && entry.live())
+        // The remembered position, compared in bytes: no division by the entry size on this path.
+        const auto& entries = table->hash.entries();
+        const auto* first = reinterpret_cast<const unsigned char*>(entries.data());
+        const auto* end = reinterpret_cast<const unsigned char*>(entries.data() + entries.size());
+        const std::size_t offset = static_cast<std::size_t>(lastEntry) * sizeof(HashPart::Entry);
+        if (offset < static_cast<std::size_t>(end - first))
         {
-            return entry.value;
+            const auto& entry = *reinterpret_cast<const HashPart::Entry*>(first + offset);
+            if (entry.key.asValue().isString() && entry.key.asValue().string() == &key && entry.live())
+            {
+                return entry.value;
+            }
         }
     }
-    if (table->hash.empty())
-    {
-        return Value();
-    }
-    const auto* entry = table->hash.findString(key, key.bytesHash() ^ kStringKeyHashSalt);
-    if (!entry)
-    {
-        return Value();
-    }
-    lastEntry = static_cast<std::uint32_t>(entry - entries.data());
-    return entry->value;
+    return tableGetNameSearching(table, key, lastEntry);
 }
 
 // Stores t[key] for a string key. Overwriting an existing field with a non-nil value is done in place,
