@@ -453,17 +453,7 @@ Value LuaVM::Impl::evaluateBinary(const BinaryExpr& expr, Environment* environme
     }
     const Value left = evaluateExpression(*expr.left, environment);
     const Value right = evaluateExpression(*expr.right, environment);
-    return binaryOperation(expr, left, right);
-}
-
-Value LuaVM::Impl::binaryOperation(const BinaryExpr& expr, const Value& left, const Value& right)
-{
-    return applyOperator(*this, expr.op, left, right, expr.line);
-}
-
-Value LuaVM::Impl::compareValues(const Value& left, const Value& right, TokenKind op, std::uint32_t line)
-{
-    return Value(orderSlow(*this, op, left, right, line));
+    return applyOperator(*this, op, left, right, expr.line);
 }
 
 Value LuaVM::Impl::evaluateTable(const TableExpr& expr, Environment* environment)

@@ -49,18 +49,12 @@ ExecStatus executeUnsupported(Impl&, const Stmt& statement, Environment*)
     failRuntime(statement.line, "unsupported statement");
 }
 
-// The slot of a local target in the innermost environment.
-[[gnu::always_inline]] inline Value& targetSlotHere(const AssignTarget& target, Environment* environment)
-{
-    return slotIn(environment, target.runtimeSlot);
-}
-
 // x = value, x a local of the innermost environment.
 ExecStatus executeStoreLocalHere(Impl& vm, const Stmt& statement, Environment* environment)
 {
     const auto& assignment = static_cast<const AssignmentStmt&>(statement);
     Value value = vm.evaluateExpression(*assignment.values[0], environment);
-    targetSlotHere(assignment.targets[0], environment) = std::move(value);
+    slotIn(environment, assignment.targets[0].runtimeSlot) = std::move(value);
     return ExecStatus::Normal;
 }
 
@@ -69,7 +63,7 @@ template <Operand Source> ExecStatus executeCopyToLocalHere(Impl&, const Stmt& s
 {
     const auto& assignment = static_cast<const AssignmentStmt&>(statement);
     const Value& value = operandIn<Source>(*assignment.values[0], environment);
-    targetSlotHere(assignment.targets[0], environment) = value;
+    slotIn(environment, assignment.targets[0].runtimeSlot) = value;
     return ExecStatus::Normal;
 }
 
@@ -86,7 +80,7 @@ ExecStatus executeStoreLocalArithmetic(Impl& vm, const Stmt& statement, Environm
     }
     const Operands<Left, Right> operands(vm, binary, environment);
     Value result = arithmetic<Op>(operands.left, operands.right, binary.line);
-    targetSlotHere(assignment.targets[0], environment) = std::move(result);
+    slotIn(environment, assignment.targets[0].runtimeSlot) = std::move(result);
     return ExecStatus::Normal;
 }
 
@@ -98,18 +92,10 @@ ExecStatus executeStoreIndexOfLocal(Impl& vm, const Stmt& statement, Environment
 {
     const auto& assignment = static_cast<const AssignmentStmt&>(statement);
     const AssignTarget& target = assignment.targets[0];
-    if constexpr (Source == Operand::Any)
-    {
-        Value value = vm.evaluateExpression(*assignment.values[0], environment);
-        Table* table = assignableTable(operandIn<Operand::LocalHere>(*target.object, environment), target.line);
-        storeIndexed(table, operandIn<Key>(*target.index, environment), std::move(value), target.line);
-    }
-    else
-    {
-        const Value& value = operandIn<Source>(*assignment.values[0], environment);
-        Table* table = assignableTable(operandIn<Operand::LocalHere>(*target.object, environment), target.line);
-        storeIndexed(table, operandIn<Key>(*target.index, environment), value, target.line);
-    }
+    // Evaluated (and then moved into the table), or a reference to where the literal or local lives.
+    decltype(auto) value = valueOf<Source>(vm, *assignment.values[0], environment);
+    Table* table = assignableTable(operandIn<Operand::LocalHere>(*target.object, environment), target.line);
+    storeIndexed(table, operandIn<Key>(*target.index, environment), static_cast<decltype(value)&&>(value), target.line);
     return ExecStatus::Normal;
 }
 
@@ -517,7 +503,7 @@ public:
         {
             if (clearEachTime_)
             {
-                LuaVM::Impl::clearEnvironmentSlots(&local_);
+                local_.slots.fillNil();
             }
             return &local_;
         }

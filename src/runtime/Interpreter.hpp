@@ -71,7 +71,6 @@ public:
     MultiValue evaluateExpressionList(const std::vector<ExprPtr>& exprs, Environment* environment);
     void assignTarget(const AssignTarget& target, Value value, Environment* environment);
     Value indexValue(const Value& object, const Value& key, std::uint32_t line);
-    Value compareValues(const Value& left, const Value& right, TokenKind op, std::uint32_t line);
 
     MultiValue callValue(const Value& callee, ValueSpan arguments, std::uint32_t line);
     MultiValue callExpression(const CallExpr& call, Environment* environment);
@@ -81,14 +80,6 @@ public:
     static Value evaluateCall(Impl& vm, const Expr& expr, Environment* environment);
     MultiValue callHandle(LuaFunctionHandle* handle, ValueSpan arguments, std::uint32_t line);
     Value makeScriptFunction(std::string name, const FunctionExpr& function, Environment* current);
-
-    static void clearEnvironmentSlots(Environment* environment) noexcept
-    {
-        if (environment)
-        {
-            environment->slots.fillNil();
-        }
-    }
 
     // The key Value of a name in the tree, made once and kept in the node. Names are interned, so every
     // node and library table naming a field shares one string, and key comparison is by address.
@@ -168,9 +159,6 @@ public:
     std::uint64_t stepsLeft = ~0ULL;                       // counts down during a run
     bool running = false; // a run is in progress (nested runs from host functions share its limits)
     Value singleBytes[256]; // see singleByteString; last, away from the members every call uses
-
-    // Operators on evaluated operands (everything but and/or), with every type check and message.
-    Value binaryOperation(const BinaryExpr& expr, const Value& left, const Value& right);
 
     ExecStatus executeExpressionStatement(const ExpressionStmt& statement, Environment* environment);
     ExecStatus executeAssignment(const AssignmentStmt& statement, Environment* environment);

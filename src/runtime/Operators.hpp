@@ -358,6 +358,20 @@ template <Operand Mode> [[gnu::always_inline]] inline const Value& operandIn(con
     }
 }
 
+// An operand to be handed on: a reference to where a literal or local lives, or the evaluated value.
+template <Operand Mode>
+[[gnu::always_inline]] inline decltype(auto) valueOf(LuaVM::Impl& vm, const Expr& operand, Environment* environment)
+{
+    if constexpr (Mode == Operand::Any)
+    {
+        return vm.evaluateExpression(operand, environment);
+    }
+    else
+    {
+        return operandIn<Mode>(operand, environment);
+    }
+}
+
 // One operand: read where it lives, or evaluated and held for as long as the operator needs it.
 template <Operand Mode> struct OperandRead
 {
