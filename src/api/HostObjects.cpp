@@ -29,7 +29,10 @@ NativeCallable wrap(std::string name, Function function, Convert convert)
         const std::vector<LuaValue> arguments = publicArguments(caller, args, meter);
         // A LuaError the host throws becomes a script error "name: message" at the call's line, which
         // pcall can catch; any other exception of the host passes through to the host.
-        return asScriptErrors(line, name + ": ", [&] { return convert(caller, function(vm, arguments)); });
+        MultiValue results =
+            asScriptErrors(line, name + ": ", [&] { return convert(caller, function(vm, arguments)); });
+        caller.attention.noticeRaised(); // an interrupt the function made stops the run at the next step
+        return results;
     };
 }
 

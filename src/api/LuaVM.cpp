@@ -110,10 +110,11 @@ LuaResult LuaVM::Impl::runGuarded(const std::string* const& chunkName, bool host
     const bool nested = running; // a run started by a host function shares the outer run's budget
     if (!nested)
     {
-        stepsLeft = stepLimit == 0 ? ~0ULL : stepLimit + 1;
+        attention.setBudget(stepLimit == 0 ? ~0ULL : stepLimit + 1);
         // An interrupt made while nothing ran is forgotten: it stops the run in progress, not the next one.
-        attention.fetch_and(static_cast<std::uint8_t>(~kInterrupt), std::memory_order_relaxed);
+        attention.reasons.fetch_and(static_cast<std::uint8_t>(~kInterrupt), std::memory_order_relaxed);
     }
+    attention.noticeRaised(); // a collection already due, or a host function's interrupt before a nested run
     struct RunFlag
     {
         Impl& vm;
@@ -451,12 +452,14 @@ std::size_t LuaVM::memoryInUse() const noexcept
 }
 
 // Safe from any thread or a signal handler: one relaxed atomic OR, which the run notices at its next
-// step (long library operations count their steps as they go).
+// service of the step budget (at most Attention::kServiceInterval steps on; a host function that
+// interrupts its own interpreter stops it at the next step). Long library operations count their
+// steps as they go.
 void LuaVM::interrupt() noexcept
 {
     if (impl_)
     {
-        impl_->attention.fetch_or(Impl::kInterrupt, std::memory_order_relaxed);
+        impl_->attention.reasons.fetch_or(Impl::kInterrupt, std::memory_order_relaxed);
     }
 }
 

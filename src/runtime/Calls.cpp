@@ -64,19 +64,23 @@ Value LuaVM::Impl::internName(std::string_view name)
 
 void LuaVM::Impl::serviceStep(std::uint32_t line)
 {
-    const std::uint8_t reasons = attention.load(std::memory_order_relaxed);
+    const std::uint8_t reasons = attention.reasons.load(std::memory_order_relaxed);
     if (reasons & kInterrupt)
     {
         throw RunAborted{"interrupted", line};
     }
-    if (stepsLeft == 0)
+    if (attention.countdown == 0)
     {
-        stepsLeft = 1; // stays exhausted until the run ends
-        throw RunAborted{"step limit exceeded", line};
+        if (attention.stepsBeyond == 0)
+        {
+            attention.countdown = 1; // stays exhausted until the run ends
+            throw RunAborted{"step limit exceeded", line};
+        }
+        attention.setBudget(attention.stepsBeyond);
     }
     if (reasons & ValueHeap::kCollectionDue)
     {
-        attention.fetch_and(static_cast<std::uint8_t>(~ValueHeap::kCollectionDue), std::memory_order_relaxed);
+        attention.reasons.fetch_and(static_cast<std::uint8_t>(~ValueHeap::kCollectionDue), std::memory_order_relaxed);
         heap.collect();
     }
 }

@@ -163,7 +163,7 @@ void dropContents(Collectable* object) noexcept
 
 } // namespace
 
-ValueHeap::ValueHeap(std::atomic<std::uint8_t>& attention)
+ValueHeap::ValueHeap(Attention& attention)
     : anchor_(std::make_shared<HeapAnchor>(HeapAnchor{this})), attention_(attention)
 {
     sentinel_.prev_ = sentinel_.next_ = &sentinel_;
@@ -198,9 +198,9 @@ void ValueHeap::charge(std::size_t bytes)
     bytes_ += bytes;
     allocatedSinceCollection_ += bytes;
     if (allocatedSinceCollection_ >= collectionBudget_ &&
-        !(attention_.load(std::memory_order_relaxed) & kCollectionDue))
+        !(attention_.reasons.load(std::memory_order_relaxed) & kCollectionDue))
     {
-        attention_.fetch_or(kCollectionDue, std::memory_order_relaxed); // the evaluator's next step collects
+        attention_.raiseHere(kCollectionDue); // the evaluator's next step collects
     }
 }
 

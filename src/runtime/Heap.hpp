@@ -2,6 +2,7 @@
 // reference cycles that counting alone can never free.
 #pragma once
 
+#include "runtime/Attention.hpp"
 #include "runtime/RefCounted.hpp"
 #include "support/Platform.hpp"
 
@@ -95,14 +96,14 @@ struct HeapAnchor
 class ValueHeap
 {
 public:
-    // `attention` is the VM's flag word that its evaluator tests at every step; the heap raises
-    // kCollectionDue there when enough has been allocated since the last collection.
-    explicit ValueHeap(std::atomic<std::uint8_t>& attention);
+    // `attention` is what the VM's evaluator services between steps; the heap raises kCollectionDue
+    // there when enough has been allocated since the last collection.
+    explicit ValueHeap(Attention& attention);
     ~ValueHeap();
     ValueHeap(const ValueHeap&) = delete;
     ValueHeap& operator=(const ValueHeap&) = delete;
 
-    static constexpr std::uint8_t kCollectionDue = 2;
+    static constexpr std::uint8_t kCollectionDue = Attention::kCollectionDue;
 
     // Frees every cycle that nothing outside the heap's objects refers to. The evaluator and the
     // library hold a counted reference to every object they work on, so a collection may run between
@@ -139,7 +140,7 @@ private:
 
     Sentinel sentinel_; // the circular list of this heap's objects
     std::shared_ptr<HeapAnchor> anchor_;
-    std::atomic<std::uint8_t>& attention_;
+    Attention& attention_;
     std::size_t bytes_ = 0;
     std::size_t limit_ = 0;
     std::size_t allocatedSinceCollection_ = 0;

@@ -119,11 +119,10 @@ public:
     LuaValue valueToPublic(const Value& value) const;
     LuaValue valueToPublic(const Value& value, BridgeMeter* meter) const; // charging the run as it goes
 
-    // Reasons for the evaluator to look up from its work at the next step (kInterrupt, or the heap's
-    // kCollectionDue); set from any thread, so atomic. Declared first with the heap: everything
-    // below holds values, and is gone before the heap goes.
-    static constexpr std::uint8_t kInterrupt = 1;
-    std::atomic<std::uint8_t> attention{0};
+    // The step budget and the reasons to look up from work (kInterrupt, the heap's kCollectionDue).
+    // Declared first with the heap: everything below holds values, and is gone before the heap goes.
+    static constexpr std::uint8_t kInterrupt = Attention::kInterrupt;
+    Attention attention;
     ValueHeap heap{attention};
     ValueStack frameSlots{heap}; // slots of the environments on the evaluator's stack
 
@@ -155,8 +154,7 @@ public:
     std::uint32_t pendingBreakLine = 0; // line of the break statement being unwound
     const char* stackLimit = nullptr; // frames below this address stop with "stack overflow"
     std::size_t stringLibrarySlot = 0;
-    std::uint64_t stepLimit = 0;                           // 0: unbounded
-    std::uint64_t stepsLeft = ~0ULL;                       // counts down during a run
+    std::uint64_t stepLimit = 0; // 0: unbounded
     bool running = false; // a run is in progress (nested runs from host functions share its limits)
     Value singleBytes[256]; // see singleByteString; last, away from the members every call uses
 
@@ -201,23 +199,34 @@ public:
     // One unit of work (statement, call or loop iteration) against the step limit and interrupts.
     void countStep(std::uint32_t line)
     {
-        if (--stepsLeft == 0 || attention.load(std::memory_order_relaxed) != 0) [[unlikely]]
+        if (--attention.countdown == 0) [[unlikely]]
         {
             serviceStep(line);
         }
     }
-    // Ends the run for an interrupt or an exhausted budget, or collects cycles between two steps.
+    // Ends the run for an interrupt or an exhausted budget, refills the countdown, or collects cycles
+    // between two steps.
     void serviceStep(std::uint32_t line);
-    // Several steps at once, for work that one step does not cover; the interrupt is checked too.
+    // Several steps at once, for work that one step does not cover; the reasons are checked too.
     void spendSteps(std::uint64_t steps, std::uint32_t line)
     {
-        if (steps >= stepsLeft) [[unlikely]]
+        Attention& budget = attention;
+        if (steps >= budget.countdown + budget.stepsBeyond) [[unlikely]]
         {
-            stepsLeft = 0;
+            budget.countdown = 0;
+            budget.stepsBeyond = 0;
             serviceStep(line); // fails the run: interrupted, or out of steps
         }
-        stepsLeft -= steps;
-        if (attention.load(std::memory_order_relaxed) != 0) [[unlikely]]
+        if (steps < budget.countdown)
+        {
+            budget.countdown -= steps;
+        }
+        else
+        {
+            budget.stepsBeyond -= steps - (budget.countdown - 1);
+            budget.countdown = 1;
+        }
+        if (budget.reasons.load(std::memory_order_relaxed) != 0) [[unlikely]]
         {
             serviceStep(line);
         }

@@ -14,7 +14,7 @@ using namespace velmar::lua;
 class ValueStackTest : public testing::Test
 {
 protected:
-    std::atomic<std::uint8_t> attention{0};
+    Attention attention;
     ValueHeap heap{attention};
 };
 

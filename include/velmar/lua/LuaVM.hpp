@@ -170,10 +170,11 @@ public:
     void setMemoryLimit(std::size_t bytes);
     // Bytes currently held by this VM's values, as the memory limit counts them.
     std::size_t memoryInUse() const noexcept;
-    // Callable from any thread while a run is in progress: the run fails with "interrupted" at its
-    // next statement, call or loop iteration, or, inside a long library operation, at its next step's
-    // worth of work, so an interrupted operation never completes (pcall cannot catch it). Each run
-    // starts uninterrupted.
+    // Callable from any thread (or a signal handler) while a run is in progress: the run fails with
+    // "interrupted" within the next 1,024 statements, calls or loop iterations (a host function that
+    // interrupts its own interpreter stops it at the next one), or, inside a long library operation, at
+    // its next step's worth of work, so an interrupted operation never completes (pcall cannot catch
+    // it). Each run starts uninterrupted.
     void interrupt() noexcept;
 
     class Impl;
