@@ -79,8 +79,8 @@ ExecStatus executeStoreLocalArithmetic(Impl& vm, const Stmt& statement, Environm
         vm.guardStack(binary.line);
     }
     const Operands<Left, Right> operands(vm, binary, environment);
-    Value result = arithmetic<Op>(operands.left, operands.right, binary.line);
-    slotIn(environment, assignment.targets[0].runtimeSlot) = std::move(result);
+    arithmeticInto<Op>(slotIn(environment, assignment.targets[0].runtimeSlot), operands.left, operands.right,
+                       binary.line);
     return ExecStatus::Normal;
 }
 

@@ -67,18 +67,40 @@ constexpr bool divides(TokenKind op)
 // that integer. Every float an operator or a math function makes goes through it.
 Value numericResult(double number);
 
+// Where a numeric result goes: returned as a new value, or stored into an existing one (a local's
+// slot) with no temporary. `exact` takes a float that needs no normalising.
+struct NewNumber
+{
+    Value integer(long long value) const noexcept { return Value(value); }
+    Value exact(double value) const noexcept { return Value(value); }
+    Value normalised(double value) const { return numericResult(value); }
+};
+
+struct StoredNumber
+{
+    Value& target;
+    void integer(long long value) const noexcept { target.setInteger(value); }
+    void exact(double value) const noexcept { target.setFloat(value); }
+    void normalised(double value) const { target = numericResult(value); }
+};
+
 // numericResult, with the common case decided by an exact test: adding and taking away 2^52 rounds a
 // magnitude below 2^52 to the nearest integer, and a result farther than one epsilon from it stays a
 // float. Everything else (near an integer, huge, NaN, infinite) takes the full rule.
-[[gnu::always_inline]] inline Value floatResult(double number)
+template <typename Out> [[gnu::always_inline]] inline auto floatResultTo(Out out, double number)
 {
     const double magnitude = std::fabs(number);
     const double nearest = (magnitude + 4503599627370496.0) - 4503599627370496.0;
     if (std::fabs(magnitude - nearest) > kEpsilon && magnitude < 4503599627370496.0)
     {
-        return Value(number);
+        return out.exact(number);
     }
-    return numericResult(number);
+    return out.normalised(number);
+}
+
+[[gnu::always_inline]] inline Value floatResult(double number)
+{
+    return floatResultTo(NewNumber{}, number);
 }
 
 [[gnu::always_inline]] inline double toDouble(const Value& number)
@@ -119,34 +141,35 @@ template <TokenKind Op>
 }
 
 // a op b in floats; / and % are never given a divisor within one epsilon of zero.
-template <TokenKind Op> [[gnu::always_inline]] inline Value floatArithmetic(double a, double b)
+template <TokenKind Op, typename Out> [[gnu::always_inline]] inline auto floatArithmeticTo(Out out, double a, double b)
 {
     if constexpr (Op == TokenKind::Plus)
     {
-        return floatResult(a + b);
+        return floatResultTo(out, a + b);
     }
     else if constexpr (Op == TokenKind::Minus)
     {
-        return floatResult(a - b);
+        return floatResultTo(out, a - b);
     }
     else if constexpr (Op == TokenKind::Star)
     {
-        return floatResult(a * b);
+        return floatResultTo(out, a * b);
     }
     else if constexpr (Op == TokenKind::Slash)
     {
-        return Value(a / b); // always a float, never normalised
+        return out.exact(a / b); // always a float, never normalised
     }
     else
     {
         static_assert(Op == TokenKind::Percent);
-        return floatResult(std::fmod(a, b));
+        return floatResultTo(out, std::fmod(a, b));
     }
 }
 
-// + - * / % of two values: integers while the result is one, then floats, else an error.
-template <TokenKind Op>
-[[gnu::always_inline]] inline Value arithmetic(const Value& left, const Value& right, std::uint32_t line)
+// left op right for + - * / %: integers while the result is one, then floats, else an error. Both
+// operands are read before the result goes out, so a stored result may replace one of them (x = x * y).
+template <TokenKind Op, typename Out>
+[[gnu::always_inline]] inline auto arithmeticTo(Out out, const Value& left, const Value& right, std::uint32_t line)
 {
     static_assert(isArithmetic(Op));
     if (left.isInteger() && right.isInteger())
@@ -154,7 +177,7 @@ template <TokenKind Op>
         long long result;
         if (integerArithmetic<Op>(left.integer(), right.integer(), result))
         {
-            return Value(result);
+            return out.integer(result);
         }
     }
     if (left.isNumber() && right.isNumber())
@@ -162,10 +185,24 @@ template <TokenKind Op>
         const double b = toDouble(right);
         if (!divides(Op) || !(std::fabs(b) <= kEpsilon)) // a NaN divisor divides, into NaN
         {
-            return floatArithmetic<Op>(toDouble(left), b);
+            return floatArithmeticTo<Op>(out, toDouble(left), b);
         }
     }
     failArithmetic(Op, left, right, line);
+}
+
+template <TokenKind Op>
+[[gnu::always_inline]] inline Value arithmetic(const Value& left, const Value& right, std::uint32_t line)
+{
+    return arithmeticTo<Op>(NewNumber{}, left, right, line);
+}
+
+// target = left op right, stored in place.
+template <TokenKind Op>
+[[gnu::always_inline]] inline void arithmeticInto(Value& target, const Value& left, const Value& right,
+                                                  std::uint32_t line)
+{
+    arithmeticTo<Op>(StoredNumber{target}, left, right, line);
 }
 
 // -a: an integer stays one, except the minimum integer, whose negation only a float holds.

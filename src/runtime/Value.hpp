@@ -127,6 +127,20 @@ public:
     template <typename T = IteratorState> T* iterator() const noexcept { return static_cast<T*>(bits_.object); }
     const void* objectAddress() const noexcept { return bits_.object; }
 
+    // Stores a number in place (a local's slot, a result being built), releasing what was there.
+    [[gnu::always_inline]] void setInteger(std::int64_t integer) noexcept
+    {
+        Bits bits;
+        bits.integer = integer;
+        replace(bits, ValueKind::Integer);
+    }
+    [[gnu::always_inline]] void setFloat(double number) noexcept
+    {
+        Bits bits;
+        bits.number = number;
+        replace(bits, ValueKind::Float);
+    }
+
     // The text that tostring and concatenation show.
     std::string toString() const;
     void appendTo(std::string& out) const;
