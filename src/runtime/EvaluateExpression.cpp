@@ -106,16 +106,16 @@ template <TokenKind Op, Operand Shape> Value evaluateUnaryShaped(Impl& vm, const
     const OperandRead<Shape> operand(vm, *unary.operand, environment);
     if constexpr (Op == TokenKind::Minus)
     {
-        return negate(operand.value, unary.line);
+        return negate(operand.value(), unary.line);
     }
     else if constexpr (Op == TokenKind::Not)
     {
-        return Value(!operand.value.isTruthy());
+        return Value(!operand.value().isTruthy());
     }
     else
     {
         static_assert(Op == TokenKind::Hash);
-        return length(vm, operand.value, unary.line);
+        return length(vm, operand.value(), unary.line);
     }
 }
 
@@ -166,7 +166,7 @@ template <Operand Object, Operand Key> Value evaluateIndexOfLocal(Impl& vm, cons
         vm.guardStack(index.line);
     }
     const OperandRead<Key> keyRead(vm, *index.index, environment);
-    const Value& key = keyRead.value;
+    const Value& key = keyRead.value();
     const Value& object = operandIn<Object>(*index.object, environment);
     if (object.isTable())
     {
@@ -215,11 +215,11 @@ template <TokenKind Op, Operand Left, Operand Right>
     const Operands<Left, Right> operands(vm, binary, environment);
     if constexpr (isArithmetic(Op))
     {
-        return arithmetic<Op>(operands.left, operands.right, binary.line);
+        return arithmetic<Op>(operands.left(), operands.right(), binary.line);
     }
     else
     {
-        return comparison<Op>(vm, operands.left, operands.right, binary.line);
+        return comparison<Op>(vm, operands.left(), operands.right(), binary.line);
     }
 }
 

@@ -79,7 +79,7 @@ ExecStatus executeStoreLocalArithmetic(Impl& vm, const Stmt& statement, Environm
         vm.guardStack(binary.line);
     }
     const Operands<Left, Right> operands(vm, binary, environment);
-    arithmeticInto<Op>(slotIn(environment, assignment.targets[0].runtimeSlot), operands.left, operands.right,
+    arithmeticInto<Op>(slotIn(environment, assignment.targets[0].runtimeSlot), operands.left(), operands.right(),
                        binary.line);
     return ExecStatus::Normal;
 }

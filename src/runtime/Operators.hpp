@@ -409,14 +409,17 @@ template <Operand Mode>
     }
 }
 
-// One operand: read where it lives, or evaluated and held for as long as the operator needs it.
+// One operand: read where it lives, or evaluated and held for as long as the operator needs it. Read
+// through value(), not a reference member: a member would be stored beside a held value whose address
+// has escaped into the evaluator, four dead stores in every operator.
 template <Operand Mode> struct OperandRead
 {
     [[gnu::always_inline]] OperandRead(LuaVM::Impl&, const Expr& operand, Environment* environment)
-        : value(operandIn<Mode>(operand, environment))
+        : read(operandIn<Mode>(operand, environment))
     {
     }
-    const Value& value;
+    [[gnu::always_inline]] const Value& value() const noexcept { return read; }
+    const Value& read;
 };
 
 template <> struct OperandRead<Operand::Any>
@@ -425,8 +428,8 @@ template <> struct OperandRead<Operand::Any>
         : held(vm.evaluateExpression(operand, environment))
     {
     }
+    [[gnu::always_inline]] const Value& value() const noexcept { return held; }
     const Value held;
-    const Value& value = held;
 };
 
 // The operands of a binary operator, left first.
@@ -436,10 +439,10 @@ template <Operand Left, Operand Right> struct Operands
         : leftRead(vm, *binary.left, environment), rightRead(vm, *binary.right, environment)
     {
     }
+    [[gnu::always_inline]] const Value& left() const noexcept { return leftRead.value(); }
+    [[gnu::always_inline]] const Value& right() const noexcept { return rightRead.value(); }
     const OperandRead<Left> leftRead;
     const OperandRead<Right> rightRead;
-    const Value& left = leftRead.value;
-    const Value& right = rightRead.value;
 };
 
 // The truth of a condition: comparisons and and/or chains through their testers, `not` by the truth of
