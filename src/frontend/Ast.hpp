@@ -111,6 +111,10 @@ Value evaluateFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environm
 // The truth of a condition, as a C++ bool: comparisons and and/or chains never build a value.
 using ExprTester = bool (*)(LuaVM::Impl& vm, const Expr& expr, Environment* environment);
 bool testFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment);
+// Pure arithmetic (runtime/Operators.hpp) hands its number to the operator above it in registers.
+struct NumberValue;
+using NumberEvaluator = NumberValue (*)(LuaVM::Impl& vm, const Expr& expr, Environment* environment);
+NumberValue numberFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment);
 
 struct Expr
 {
@@ -184,6 +188,7 @@ struct BinaryExpr : Expr
     TokenKind op;
     ExprPtr right;
     mutable ExprTester test = &testFirstTime; // evaluator-owned: the node as a condition
+    mutable NumberEvaluator number = &numberFirstTime; // evaluator-owned: pure arithmetic's number
 };
 
 struct TableExpr : Expr

@@ -249,33 +249,103 @@ template <bool Test, TokenKind Op, Operand Left, Operand Right> auto shapedFunct
     }
 }
 
-template <bool Test, TokenKind Op, Operand Left> auto operatorFunctionRight(const BinaryExpr& binary)
+// Pure arithmetic is an operand shape of the arithmetic operators and of comparisons as conditions
+// (the shapes of float kernels); elsewhere it is evaluated as any operand.
+template <bool Test, TokenKind Op> constexpr bool takesArith = isArithmetic(Op) || Test;
+
+template <bool Test, TokenKind Op, Operand Left> auto operatorFunctionRight(Operand right)
 {
-    switch (operandShape(*binary.right))
+    // Pure arithmetic pairs only with what pairsWithArith allows (operandShapes sees to it).
+    constexpr Operand Alone = Left == Operand::Arith ? Operand::Any : Left;
+    switch (right)
     {
     case Operand::Constant: return shapedFunction<Test, Op, Left, Operand::Constant>();
     case Operand::LocalHere: return shapedFunction<Test, Op, Left, Operand::LocalHere>();
-    case Operand::Local: return shapedFunction<Test, Op, Left, Operand::Local>();
+    case Operand::Local: return shapedFunction<Test, Op, Alone, Operand::Local>();
+    case Operand::Arith:
+        if constexpr (takesArith<Test, Op> && pairsWithArith(Left))
+        {
+            return shapedFunction<Test, Op, Left, Operand::Arith>();
+        }
+        [[fallthrough]];
     default: // the right operand may run code: a local on the left is copied before it runs
-        return shapedFunction<Test, Op, Left == Operand::Local || Left == Operand::LocalHere ? Operand::Any : Left,
+        return shapedFunction<Test, Op, Alone == Operand::Local || Alone == Operand::LocalHere ? Operand::Any : Alone,
                               Operand::Any>();
     }
 }
 
 template <bool Test, TokenKind Op> auto operatorFunction(const BinaryExpr& binary)
 {
-    switch (operandShape(*binary.left))
+    const OperandShapes shapes = operandShapes(binary, takesArith<Test, Op>);
+    switch (shapes.left)
     {
-    case Operand::Constant: return operatorFunctionRight<Test, Op, Operand::Constant>(binary);
-    case Operand::LocalHere: return operatorFunctionRight<Test, Op, Operand::LocalHere>(binary);
-    case Operand::Local: return operatorFunctionRight<Test, Op, Operand::Local>(binary);
-    default: return operatorFunctionRight<Test, Op, Operand::Any>(binary);
+    case Operand::Constant: return operatorFunctionRight<Test, Op, Operand::Constant>(shapes.right);
+    case Operand::LocalHere: return operatorFunctionRight<Test, Op, Operand::LocalHere>(shapes.right);
+    case Operand::Local: return operatorFunctionRight<Test, Op, Operand::Local>(shapes.right);
+    case Operand::Arith:
+        if constexpr (takesArith<Test, Op>)
+        {
+            return operatorFunctionRight<Test, Op, Operand::Arith>(shapes.right);
+        }
+        [[fallthrough]];
+    default: return operatorFunctionRight<Test, Op, Operand::Any>(shapes.right);
     }
 }
 
 template <TokenKind Op> ExprEvaluator operatorEvaluator(const BinaryExpr& binary)
 {
     return operatorFunction<false, Op>(binary);
+}
+
+// ---- Pure arithmetic's numbers ----
+
+template <TokenKind Op, Operand Left, Operand Right>
+NumberValue numberOperator(Impl& vm, const Expr& expr, Environment* environment)
+{
+    const auto& binary = static_cast<const BinaryExpr&>(expr);
+    const Operands<Left, Right> operands(vm, binary, environment);
+    return arithmeticTo<Op>(HandedNumber{}, operands.left(), operands.right(), binary.line);
+}
+
+template <TokenKind Op, Operand Left> NumberEvaluator numberFunctionRight(Operand right)
+{
+    switch (right)
+    {
+    case Operand::Constant: return &numberOperator<Op, Left, Operand::Constant>;
+    case Operand::LocalHere: return &numberOperator<Op, Left, Operand::LocalHere>;
+    default: return &numberOperator<Op, Left, Operand::Arith>;
+    }
+}
+
+template <TokenKind Op> NumberEvaluator numberFunction(const BinaryExpr& binary)
+{
+    // Every operand of pure arithmetic is a literal, a local here or pure arithmetic.
+    const OperandShapes shapes = operandShapes(binary, true);
+    switch (shapes.left)
+    {
+    case Operand::Constant: return numberFunctionRight<Op, Operand::Constant>(shapes.right);
+    case Operand::LocalHere: return numberFunctionRight<Op, Operand::LocalHere>(shapes.right);
+    default: return numberFunctionRight<Op, Operand::Arith>(shapes.right);
+    }
+}
+
+// An arithmetic node's value, whatever its operands: always a number.
+NumberValue numberEvaluated(Impl& vm, const Expr& expr, Environment* environment)
+{
+    const Value value = vm.evaluateExpression(expr, environment);
+    return value.isInteger() ? HandedNumber{}.integer(value.integer()) : HandedNumber{}.exact(value.number());
+}
+
+NumberEvaluator selectNumber(const BinaryExpr& binary)
+{
+    switch (binary.op)
+    {
+    case TokenKind::Plus: return numberFunction<TokenKind::Plus>(binary);
+    case TokenKind::Minus: return numberFunction<TokenKind::Minus>(binary);
+    case TokenKind::Star: return numberFunction<TokenKind::Star>(binary);
+    case TokenKind::Slash: return numberFunction<TokenKind::Slash>(binary);
+    default: return numberFunction<TokenKind::Percent>(binary);
+    }
 }
 
 // ---- Conditions ----
@@ -404,6 +474,14 @@ bool testFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment)
     const auto& binary = static_cast<const BinaryExpr&>(expr);
     binary.test = selectTester(binary);
     return binary.test(vm, expr, environment);
+}
+
+NumberValue numberFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment)
+{
+    const auto& binary = static_cast<const BinaryExpr&>(expr);
+    // Only the operators that found the node pure ask for its number; the shaped functions assume it.
+    binary.number = isPureArithmetic(binary) ? selectNumber(binary) : &numberEvaluated;
+    return binary.number(vm, expr, environment);
 }
 
 Value evaluateFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment)

@@ -119,27 +119,37 @@ ExecStatus executeStoreFieldOfLocal(Impl& vm, const Stmt& statement, Environment
     return ExecStatus::Normal;
 }
 
-template <TokenKind Op, Operand Left> StmtExecutor storeArithmeticRight(const BinaryExpr& binary)
+template <TokenKind Op, Operand Left> StmtExecutor storeArithmeticRight(Operand right)
 {
-    switch (operandShape(*binary.right))
+    // Pure arithmetic pairs only with what pairsWithArith allows (operandShapes sees to it).
+    constexpr Operand Alone = Left == Operand::Arith ? Operand::Any : Left;
+    switch (right)
     {
     case Operand::Constant: return &executeStoreLocalArithmetic<Op, Left, Operand::Constant>;
     case Operand::LocalHere: return &executeStoreLocalArithmetic<Op, Left, Operand::LocalHere>;
-    case Operand::Local: return &executeStoreLocalArithmetic<Op, Left, Operand::Local>;
+    case Operand::Local: return &executeStoreLocalArithmetic<Op, Alone, Operand::Local>;
+    case Operand::Arith:
+        if constexpr (pairsWithArith(Left))
+        {
+            return &executeStoreLocalArithmetic<Op, Left, Operand::Arith>;
+        }
+        [[fallthrough]];
     default: // the right operand may run code: a local on the left is copied before it runs
-        return &executeStoreLocalArithmetic<Op, Left == Operand::Local || Left == Operand::LocalHere ? Operand::Any : Left,
+        return &executeStoreLocalArithmetic<Op, Alone == Operand::Local || Alone == Operand::LocalHere ? Operand::Any : Alone,
                                             Operand::Any>;
     }
 }
 
 template <TokenKind Op> StmtExecutor storeArithmetic(const BinaryExpr& binary)
 {
-    switch (operandShape(*binary.left))
+    const OperandShapes shapes = operandShapes(binary, true);
+    switch (shapes.left)
     {
-    case Operand::Constant: return storeArithmeticRight<Op, Operand::Constant>(binary);
-    case Operand::LocalHere: return storeArithmeticRight<Op, Operand::LocalHere>(binary);
-    case Operand::Local: return storeArithmeticRight<Op, Operand::Local>(binary);
-    default: return storeArithmeticRight<Op, Operand::Any>(binary);
+    case Operand::Constant: return storeArithmeticRight<Op, Operand::Constant>(shapes.right);
+    case Operand::LocalHere: return storeArithmeticRight<Op, Operand::LocalHere>(shapes.right);
+    case Operand::Local: return storeArithmeticRight<Op, Operand::Local>(shapes.right);
+    case Operand::Arith: return storeArithmeticRight<Op, Operand::Arith>(shapes.right);
+    default: return storeArithmeticRight<Op, Operand::Any>(shapes.right);
     }
 }
 

@@ -45,6 +45,30 @@ Value numericResult(double number)
     return Value(number);
 }
 
+NumberValue HandedNumber::normalised(double value) const
+{
+    const Value result = numericResult(value);
+    return result.isInteger() ? integer(result.integer()) : exact(result.number());
+}
+
+bool isPureArithmetic(const Expr& expr, int depth)
+{
+    if (expr.kind != ExprKind::Binary || depth > 6)
+    {
+        return false;
+    }
+    const auto& binary = static_cast<const BinaryExpr&>(expr);
+    if (!isArithmetic(binary.op))
+    {
+        return false;
+    }
+    const auto pure = [depth](const Expr& operand) {
+        const Operand shape = operandShape(operand);
+        return shape == Operand::Constant || shape == Operand::LocalHere || isPureArithmetic(operand, depth + 1);
+    };
+    return pure(*binary.left) && pure(*binary.right);
+}
+
 bool valuesEqual(const Value& left, const Value& right) noexcept
 {
     if (left.kind() != right.kind())

@@ -71,16 +71,35 @@ Value numericResult(double number);
 // slot) with no temporary. `exact` takes a float that needs no normalising.
 struct NewNumber
 {
-    Value integer(long long value) const noexcept { return Value(value); }
-    Value exact(double value) const noexcept { return Value(value); }
+    [[gnu::always_inline]] Value integer(long long value) const noexcept { return Value(value); }
+    [[gnu::always_inline]] Value exact(double value) const noexcept { return Value(value); }
     Value normalised(double value) const { return numericResult(value); }
+};
+
+struct HandedNumber
+{
+    [[gnu::always_inline]] NumberValue integer(long long value) const noexcept
+    {
+        NumberValue number;
+        number.bits.integer = value;
+        number.kind = static_cast<std::uint64_t>(ValueKind::Integer);
+        return number;
+    }
+    [[gnu::always_inline]] NumberValue exact(double value) const noexcept
+    {
+        NumberValue number;
+        number.bits.number = value;
+        number.kind = static_cast<std::uint64_t>(ValueKind::Float);
+        return number;
+    }
+    NumberValue normalised(double value) const;
 };
 
 struct StoredNumber
 {
     Value& target;
-    void integer(long long value) const noexcept { target.setInteger(value); }
-    void exact(double value) const noexcept { target.setFloat(value); }
+    [[gnu::always_inline]] void integer(long long value) const noexcept { target.setInteger(value); }
+    [[gnu::always_inline]] void exact(double value) const noexcept { target.setFloat(value); }
     void normalised(double value) const { target = numericResult(value); }
 };
 
@@ -344,6 +363,7 @@ enum class Operand : std::uint8_t
     Constant,
     LocalHere, // a local of the innermost environment
     Local,     // a local some environments out
+    Arith,     // pure arithmetic (isPureArithmetic): its number comes back in registers
     Any,
 };
 
@@ -363,6 +383,44 @@ inline Operand operandShape(const Expr& operand)
         return Operand::Any;
     }
     return static_cast<const VariableExpr&>(operand).runtimeDepth == 0 ? Operand::LocalHere : Operand::Local;
+}
+
+// + - * / % over literals, locals of the innermost environment and pure arithmetic, a few levels deep:
+// it runs no code, and its operators hand their numbers on in registers (BinaryExpr::number). The
+// depth bound keeps that chain of calls short, so it needs no stack check of its own.
+bool isPureArithmetic(const Expr& expr, int depth = 0);
+
+constexpr bool pairsWithArith(Operand shape)
+{
+    return shape == Operand::Constant || shape == Operand::LocalHere || shape == Operand::Arith;
+}
+
+// The shapes of a binary operator's operands. With `arith`, pure arithmetic is told apart where the
+// other operand is a literal, a local here or pure arithmetic too; beside anything else it is evaluated
+// as any operand.
+struct OperandShapes
+{
+    Operand left;
+    Operand right;
+};
+
+inline OperandShapes operandShapes(const BinaryExpr& binary, bool arith)
+{
+    OperandShapes shapes{operandShape(*binary.left), operandShape(*binary.right)};
+    if (arith)
+    {
+        const bool leftPure = isPureArithmetic(*binary.left);
+        const bool rightPure = isPureArithmetic(*binary.right);
+        if (leftPure && (rightPure || pairsWithArith(shapes.right)))
+        {
+            shapes.left = Operand::Arith;
+        }
+        if (rightPure && pairsWithArith(shapes.left))
+        {
+            shapes.right = Operand::Arith;
+        }
+    }
+    return shapes;
 }
 
 // The slot of a local variable node.
@@ -429,6 +487,23 @@ template <> struct OperandRead<Operand::Any>
     {
     }
     [[gnu::always_inline]] const Value& value() const noexcept { return held; }
+    const Value held;
+};
+
+template <> struct OperandRead<Operand::Arith>
+{
+    [[gnu::always_inline]] OperandRead(LuaVM::Impl& vm, const Expr& operand, Environment* environment)
+        : held(static_cast<const BinaryExpr&>(operand).number(vm, operand, environment))
+    {
+    }
+    [[gnu::always_inline]] const Value& value() const noexcept { return held; }
+    [[gnu::always_inline]] ~OperandRead()
+    {
+        if (held.isObject())
+        {
+            __builtin_unreachable(); // a number: nothing to release
+        }
+    }
     const Value held;
 };
 

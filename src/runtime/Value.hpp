@@ -33,6 +33,8 @@ class IteratorState;
 
 constexpr double kEpsilon = 2.220446049250313e-16;
 
+struct NumberValue;
+
 class Value
 {
 public:
@@ -127,6 +129,8 @@ public:
     template <typename T = IteratorState> T* iterator() const noexcept { return static_cast<T*>(bits_.object); }
     const void* objectAddress() const noexcept { return bits_.object; }
 
+    explicit Value(const NumberValue& number) noexcept;
+
     // Stores a number in place (a local's slot, a result being built), releasing what was there.
     [[gnu::always_inline]] void setInteger(std::int64_t integer) noexcept
     {
@@ -179,6 +183,23 @@ private:
 };
 
 static_assert(sizeof(Value) == 16, "a value is two machine words");
+
+// A number as two machine words, returned in registers (a Value, whose destructor is not trivial, is
+// returned in memory): what pure arithmetic hands to the operator that uses it.
+struct NumberValue
+{
+    union
+    {
+        std::int64_t integer;
+        double number;
+    } bits;
+    std::uint64_t kind; // ValueKind::Integer or Float, a whole word: a byte would be merged into garbage
+};
+
+inline Value::Value(const NumberValue& number) noexcept : kind_(static_cast<ValueKind>(number.kind))
+{
+    bits_.integer = number.bits.integer;
+}
 
 // Value storage inside other values, counted against the VM's memory.
 using ValueVector = std::vector<Value, HeapAllocator<Value>>;
