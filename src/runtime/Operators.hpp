@@ -199,6 +199,13 @@ template <TokenKind Op, typename Out>
             return out.integer(result);
         }
     }
+    else if (left.isFloat() && right.isFloat()) // float code's common case, with no conversion to test
+    {
+        if (!divides(Op) || !(std::fabs(right.number()) <= kEpsilon))
+        {
+            return floatArithmeticTo<Op>(out, left.number(), right.number());
+        }
+    }
     if (left.isNumber() && right.isNumber())
     {
         const double b = toDouble(right);
@@ -270,6 +277,10 @@ template <TokenKind Op>
     }
     else
     {
+        if (left.isFloat() && right.isFloat())
+        {
+            return compareAs<Op>(left.number(), right.number());
+        }
         if (left.isNumber() && right.isNumber())
         {
             return compareAs<Op>(toDouble(left), toDouble(right));
