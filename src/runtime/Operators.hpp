@@ -103,16 +103,22 @@ struct StoredNumber
     void normalised(double value) const { target = numericResult(value); }
 };
 
-// numericResult, with the common case decided by an exact test: adding and taking away 2^52 rounds a
-// magnitude below 2^52 to the nearest integer, and a result farther than one epsilon from it stays a
-// float. Everything else (near an integer, huge, NaN, infinite) takes the full rule.
+// numericResult, with the common cases decided by an exact test: adding and taking away 2^52 rounds a
+// magnitude below 2^52 to the nearest integer; a result farther than one epsilon from it stays a float,
+// a nearer one is that integer (no tie is that near, so how the test rounds cannot matter). Everything
+// else (huge, NaN, infinite) takes the full rule.
 template <typename Out> [[gnu::always_inline]] inline auto floatResultTo(Out out, double number)
 {
     const double magnitude = std::fabs(number);
-    const double nearest = (magnitude + 4503599627370496.0) - 4503599627370496.0;
-    if (std::fabs(magnitude - nearest) > kEpsilon && magnitude < 4503599627370496.0)
+    if (magnitude < 4503599627370496.0)
     {
-        return out.exact(number);
+        const double nearest = (magnitude + 4503599627370496.0) - 4503599627370496.0;
+        if (std::fabs(magnitude - nearest) > kEpsilon)
+        {
+            return out.exact(number);
+        }
+        const auto integer = static_cast<long long>(nearest);
+        return out.integer(number < 0 ? -integer : integer);
     }
     return out.normalised(number);
 }
