@@ -102,7 +102,12 @@ public:
     // Removes the entry; the order of the rest is kept.
     bool erase(const TableKey& key, std::uint64_t hash);
 
-    bool empty() const noexcept { return entries_.size() == dead_; }
+    // In bytes: counting 40-byte entries would take a division on every store into the array part.
+    bool empty() const noexcept
+    {
+        return static_cast<std::size_t>(reinterpret_cast<const char*>(entries_.data() + entries_.size()) -
+                                        reinterpret_cast<const char*>(entries_.data())) == dead_ * sizeof(Entry);
+    }
     // Number of live entries.
     std::size_t size() const noexcept { return entries_.size() - dead_; }
     // Room for `count` entries, so a constructor with named fields grows the list once.
@@ -226,16 +231,31 @@ std::int64_t tableSequenceLength(Table* table, TableWork* work = nullptr);
 }
 
 // Stores t[index] for an integer index. Overwriting a value in the array with another non-nil one
-// changes neither the border nor the hash part, so it is done here without building a key.
-inline void tableSetInteger(Table* table, std::int64_t index, Value value)
+// changes neither the border nor the hash part, and appending one where the array has room moves the
+// border only if it was at the end, so both are done here without building a key.
+[[gnu::always_inline]] inline void tableSetInteger(Table* table, std::int64_t index, Value value)
 {
-    if (table && index >= 1 && static_cast<std::uint64_t>(index) <= table->array.size() && !value.isNil() &&
-        table->hash.empty())
+    if (table && index >= 1 && !value.isNil() && table->hash.empty())
     {
-        Value& slot = table->array[static_cast<std::size_t>(index - 1)];
-        if (!slot.isNil())
+        const auto position = static_cast<std::uint64_t>(index - 1);
+        const std::size_t size = table->array.size();
+        if (position < size)
         {
-            slot = std::move(value);
+            Value& slot = table->array[static_cast<std::size_t>(position)];
+            if (!slot.isNil())
+            {
+                slot = std::move(value);
+                ++table->version;
+                return;
+            }
+        }
+        else if (position == size && size < table->array.capacity() && !table->nilIndex)
+        {
+            table->array.push_back(std::move(value)); // within capacity: nothing to allocate or charge
+            if (table->arrayBorder == size)
+            {
+                table->arrayBorder = size + 1;
+            }
             ++table->version;
             return;
         }
