@@ -435,7 +435,7 @@ ExecStatus LuaVM::Impl::executeScopedBlock(const StmtList& body, std::size_t slo
 }
 
 // Runs one loop iteration's body; a break that escaped a called function's body ends this loop too.
-ExecStatus LuaVM::Impl::executeLoopBody(const StmtList& body, Environment* environment, std::uint32_t line)
+[[gnu::always_inline]] inline ExecStatus LuaVM::Impl::executeLoopBody(const StmtList& body, Environment* environment, std::uint32_t line)
 {
     countStep(line); // an empty body still spends a step per iteration
     try
