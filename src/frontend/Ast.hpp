@@ -219,6 +219,9 @@ struct TableExpr : Expr
     };
     explicit TableExpr(std::uint32_t line) : Expr(kKind, line) {}
     std::vector<Field> fields;
+    // Evaluator-owned, decided at the first run: 1 when no field has a bracketed key and no name comes
+    // twice, so every named field is a new key of the new table.
+    mutable std::int8_t distinctNames = -1;
 };
 
 struct FieldExpr : Expr

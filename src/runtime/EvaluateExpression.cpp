@@ -24,6 +24,39 @@ TableKey stringKey(const Value& text)
     return TableKey::makeString(Ref<LuaString>(text.string()));
 }
 
+// No bracketed key, and no name twice, among at most kNames names (compared pairwise: deciding it
+// allocates nothing, and larger constructors take the general path).
+bool hasDistinctNames(const TableExpr& expr)
+{
+    constexpr std::size_t kNames = 16;
+    const std::string* names[kNames];
+    std::size_t count = 0;
+    for (const TableExpr::Field& field : expr.fields)
+    {
+        if (field.kind == TableExpr::FieldKind::Keyed)
+        {
+            return false;
+        }
+        if (field.kind != TableExpr::FieldKind::Named)
+        {
+            continue;
+        }
+        if (count == kNames)
+        {
+            return false;
+        }
+        for (std::size_t i = 0; i < count; ++i)
+        {
+            if (*names[i] == field.name)
+            {
+                return false;
+            }
+        }
+        names[count++] = &field.name;
+    }
+    return true;
+}
+
 } // namespace
 
 bool runsNoCode(const Expr& expr, int depth)
@@ -545,6 +578,11 @@ Value LuaVM::Impl::evaluateTable(const TableExpr& expr, Environment* environment
     }
     table->array.reserve(positional);
     table->hash.reserve(expr.fields.size() - positional);
+    if (expr.distinctNames < 0) [[unlikely]]
+    {
+        expr.distinctNames = hasDistinctNames(expr) ? 1 : 0;
+    }
+    const bool distinct = expr.distinctNames != 0;
     countItems(expr.fields.size(), expr.line);
     std::int64_t position = 0;
     for (const TableExpr::Field& field : expr.fields)
@@ -554,13 +592,23 @@ Value LuaVM::Impl::evaluateTable(const TableExpr& expr, Environment* environment
         case TableExpr::FieldKind::Positional:
         {
             Value value = evaluateExpression(*field.value, environment); // even a final call gives one value
-            tableSetByKey(table.get(), TableKey::makeInteger(++position), std::move(value));
+            tableSetInteger(table.get(), ++position, std::move(value));
             break;
         }
         case TableExpr::FieldKind::Named:
         {
             Value value = evaluateExpression(*field.value, environment);
-            tableSetByKey(table.get(), stringKey(nameKeyOf(field.nameKey, field.name)), std::move(value));
+            TableKey key = stringKey(nameKeyOf(field.nameKey, field.name));
+            if (distinct) // a new key: no search for an entry to overwrite
+            {
+                if (!value.isNil())
+                {
+                    table->hash.insertNew(key, TableKeyHash{}(key), std::move(value));
+                    ++table->version;
+                }
+                break;
+            }
+            tableSetByKey(table.get(), key, std::move(value));
             break;
         }
         case TableExpr::FieldKind::Keyed:

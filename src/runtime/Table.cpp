@@ -105,6 +105,11 @@ void HashPart::assign(const TableKey& key, std::uint64_t hash, Value value)
         existing->value = std::move(value);
         return;
     }
+    insertNew(key, hash, std::move(value));
+}
+
+void HashPart::insertNew(const TableKey& key, std::uint64_t hash, Value value)
+{
     const std::size_t entryCount = entries_.size();
     if (entryCount < kEntriesWithoutBuckets && buckets_.empty())
     {

@@ -99,6 +99,8 @@ public:
     }
     // Overwrites an existing entry, or appends a new one at the end of the insertion order.
     void assign(const TableKey& key, std::uint64_t hash, Value value);
+    // Appends an entry for a key the part does not hold (a constructor's distinct names).
+    void insertNew(const TableKey& key, std::uint64_t hash, Value value);
     // Removes the entry; the order of the rest is kept.
     bool erase(const TableKey& key, std::uint64_t hash);
 

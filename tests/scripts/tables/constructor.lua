@@ -25,3 +25,7 @@ local grid = {{1, 2}, {3, 4}}
 grid[2][1] = 30
 print("nested tables", grid, grid[2][1])
 print("prints", {1, 2}, {a = 1}, {})
+-- Named fields are new keys in source order; nil makes no key; a repeated name overwrites.
+print("nil named field", ({x = 1, y = nil, z = 3}).y, {x = 1, y = nil, z = 3}, {x = 1, x = nil}, {x = 1, x = nil, x = 2})
+print("many names", {a = 1, b = 2, c = 3, d = 4, e = 5, f = 6, g = 7, h = 8, i = 9, j = 10, k = 11, l = 12, m = 13,
+  n = 14, o = 15, p = 16, q = 17, a = 0})
