@@ -233,6 +233,21 @@ TEST_F(BudgetTest, AnInterruptStopsEveryLongOperationInItsMiddle)
     }
 }
 
+// A host function that interrupts its own interpreter stops the run at the very next step, though
+// interrupts from elsewhere are only looked at every so many steps.
+TEST_F(BudgetTest, AHostFunctionsOwnInterruptStopsTheNextStatement)
+{
+    LuaVM vm;
+    vm.bindFunction("stop", [](LuaVM& self, const std::vector<LuaValue>&) {
+        self.interrupt();
+        return LuaValue();
+    });
+    EXPECT_EQ(vm.runScriptString("local n = 0\nstop()\nx = true", "own.lua").error, "own.lua:3: interrupted");
+    LuaValue finished;
+    EXPECT_FALSE(vm.getGlobal("x", finished));
+    EXPECT_TRUE(vm.runScriptString("x = true").success); // the next run starts uninterrupted
+}
+
 constexpr std::size_t kMiB = 1u << 20;
 
 // Memory that is not a script value still counts: file buffers, whole-file reads, the public copies
