@@ -245,7 +245,7 @@ TEST_F(BudgetTest, AHostFunctionsOwnInterruptStopsTheNextStatement)
     EXPECT_EQ(vm.runScriptString("local n = 0\nstop()\nx = true", "own.lua").error, "own.lua:3: interrupted");
     LuaValue finished;
     EXPECT_FALSE(vm.getGlobal("x", finished));
-    EXPECT_TRUE(vm.runScriptString("x = true").success); // the next run starts uninterrupted
+    EXPECT_TRUE(vm.runScriptString("x = true", "next.lua").success); // the next run starts uninterrupted
 }
 
 constexpr std::size_t kMiB = 1u << 20;
