@@ -37,18 +37,21 @@ local shapes = {
   {"~=", function(a, b) return a ~= b end, function(a, b) local function f() return a ~= b end return f() end, function(a, b) return w(a) ~= w(b) end, function(a, b) return a ~= w(b) end, function(a, b) return w(a) ~= b end}
 }
 local t = {}
-local values = {{7, 3}, {-7, 3}, {7, 0}, {2.5, 2}, {5, 0.0000000000000002}, {9223372036854775807, 1},
-  {4611686018427387904, 3}, {0.30000000000000004, 0.3}, {3, 3.0000000000000004}, {"a", 1}, {t, 1}, {1, nil}}
-for _, pair in ipairs(values) do
-  for _, shape in ipairs(shapes) do
-    local forms = {}
-    for i = 2, #shape do
-      forms[#forms + 1] = shape[i]
+-- Every case (a label, then its forms) on every pair of values.
+local function compareEach(values, cases, label)
+  for _, pair in ipairs(values) do
+    for _, case in ipairs(cases) do
+      local forms = {}
+      for i = 2, #case do
+        forms[#forms + 1] = case[i]
+      end
+      compare(label(case[1], type(pair[1]) == "table" and "t" or tostring(pair[1]), pair), pair[1], pair[2], forms)
     end
-    compare(type(pair[1]) .. " " .. tostring(pair[1] == t and "t" or pair[1]) .. " " .. shape[1] .. " " .. tostring(pair[2]),
-      pair[1], pair[2], forms)
   end
 end
+local values = {{7, 3}, {-7, 3}, {7, 0}, {2.5, 2}, {5, 0.0000000000000002}, {9223372036854775807, 1},
+  {4611686018427387904, 3}, {0.30000000000000004, 0.3}, {3, 3.0000000000000004}, {"a", 1}, {t, 1}, {1, nil}}
+compareEach(values, shapes, function(name, first, pair) return type(pair[1]) .. " " .. first .. " " .. name .. " " .. tostring(pair[2]) end)
 
 -- Literal operands, against the same values in locals.
 local literals = {
@@ -197,18 +200,10 @@ local pure = {
     function(a, b) if a * a - b * b < a + b then return true end return false end,
     function(a, b) return a * a - b * b < a + b end, function(a, b) while a * a - b * b < a + b do return true end return false end},
   {"1+a*1>=b", function(a, b) return w(1 + a * 1) >= b end, function(a, b) if 1 + a * 1 >= b then return true end return false end},
-  -- a nested result near an integer is one before it is compared (3.0 == 3.0000000000000004 is false)
+  -- a nested result near an integer is one before it is compared: 0 == 0.0000000000000001, 0.0 ~= it
   {"a*1.0==b", function(a, b) return w(a * 1.0) == b end, function(a, b) if a * 1.0 == b then return true end return false end,
     function(a, b) return (a * 1.0 + 0) == b end},
 }
 local pairsForPure = {{7, 3}, {-7, 3}, {7, 0}, {2.5, 2}, {9223372036854775807, 1}, {4611686018427387904, 3},
   {0.30000000000000004, 0.3}, {3, 3.0000000000000004}, {0, 0.0000000000000001}, {"a", 1}, {t, 1}, {1, nil}}
-for _, pair in ipairs(pairsForPure) do
-  for _, case in ipairs(pure) do
-    local forms = {}
-    for i = 2, #case do
-      forms[#forms + 1] = case[i]
-    end
-    compare(case[1] .. " " .. tostring(pair[1] == t and "t" or pair[1]) .. " " .. tostring(pair[2]), pair[1], pair[2], forms)
-  end
-end
+compareEach(pairsForPure, pure, function(name, first, pair) return name .. " " .. first .. " " .. tostring(pair[2]) end)
