@@ -189,6 +189,18 @@ template <Operand Object> Value evaluateFieldOfLocal(Impl& vm, const Expr& expr,
     return vm.evaluateField(field, environment);
 }
 
+// t.name on a global t with a slot (a library table: math.floor, string.sub): read in place too.
+Value evaluateFieldOfGlobal(Impl& vm, const Expr& expr, Environment* environment)
+{
+    const auto& field = static_cast<const FieldExpr&>(expr);
+    const Value& object = vm.globals[static_cast<const VariableExpr&>(*field.object).globalSlot];
+    if (object.isTable())
+    {
+        return tableGetName(object.table(), *vm.nameKeyOf(field.nameKey, field.name).string(), field.lastEntry);
+    }
+    return vm.evaluateField(field, environment);
+}
+
 // t[k] on a local t with a key that runs no code, so nothing can change t while k is evaluated: the key
 // first (read where it lives when it is a literal or a local), then the table read in place.
 template <Operand Object, Operand Key> Value evaluateIndexOfLocal(Impl& vm, const Expr& expr, Environment* environment)
@@ -478,7 +490,14 @@ ExprEvaluator LuaVM::Impl::selectEvaluator(const Expr& expr) noexcept
         {
         case Operand::LocalHere: return &evaluateFieldOfLocal<Operand::LocalHere>;
         case Operand::Local: return &evaluateFieldOfLocal<Operand::Local>;
-        default: return &evaluateFieldNode;
+        default:
+        {
+            const Expr& object = *static_cast<const FieldExpr&>(expr).object;
+            const bool global = object.kind == ExprKind::Variable &&
+                                static_cast<const VariableExpr&>(object).runtimeDepth < 0 &&
+                                static_cast<const VariableExpr&>(object).hasGlobalSlot;
+            return global ? &evaluateFieldOfGlobal : &evaluateFieldNode;
+        }
         }
     case ExprKind::Index:
     {

@@ -100,7 +100,15 @@ public:
     void bindNativeGlobal(const std::string& name, NativeCallable function);
     void bindTableFunction(Table& table, const std::string& name, NativeCallable function);
 
-    static void requireArgumentCount(const char* name, std::size_t count, std::size_t min, std::size_t max);
+    // Library functions check their argument count inline; the message is built out of line.
+    static void requireArgumentCount(const char* name, std::size_t count, std::size_t min, std::size_t max)
+    {
+        if (count < min || count > max) [[unlikely]]
+        {
+            failArgumentCount(name, min, max);
+        }
+    }
+    [[noreturn]] static void failArgumentCount(const char* name, std::size_t min, std::size_t max);
     static std::int64_t requireInteger(const char* name, ValueSpan args, std::size_t index, std::uint32_t line);
     static double requireNumber(const char* name, ValueSpan args, std::size_t index, std::uint32_t line);
     static const Value& requireString(const char* name, ValueSpan args, std::size_t index, std::uint32_t line);

@@ -23,12 +23,8 @@ Ref<Table> makeLibraryTable(LuaVM::Impl& vm, const char* name)
     return table;
 }
 
-void LuaVM::Impl::requireArgumentCount(const char* name, std::size_t count, std::size_t min, std::size_t max)
+void LuaVM::Impl::failArgumentCount(const char* name, std::size_t min, std::size_t max)
 {
-    if (count >= min && count <= max)
-    {
-        return;
-    }
     std::string message = std::string(name) + " expects ";
     if (min == max)
     {
