@@ -381,10 +381,33 @@ template <typename Result>
     {
         return invokeOtherFrame<Result>(call, *handle, receiver, environment);
     }
-    Environment frame(frameSlots, function.frame.size);
+    Environment frame(frameSlots, function.frame.size, FrameSlots::Unmade{});
     frame.setParent(handle->closure.get());
-    bindArguments(call, receiver, frame.slots.data(), std::min(function.parameters.size(), frame.slotCount()),
-                  environment);
+    const std::size_t bound = std::min<std::size_t>(function.parameters.size(), function.frame.size);
+    if (call.plainArguments && !receiver) [[likely]]
+    {
+        // Each argument is made straight in its slot: no nil to overwrite, no value to move.
+        const std::vector<ExprPtr>& arguments = call.arguments;
+        const std::size_t count = arguments.size();
+        for (std::size_t i = 0; i < count; ++i)
+        {
+            if (i < bound)
+            {
+                ::new (static_cast<void*>(frame.slots.nextUnmade())) Value(evaluateExpression(*arguments[i], environment));
+                frame.slots.constructed();
+            }
+            else
+            {
+                evaluateExpression(*arguments[i], environment); // extra arguments are evaluated and dropped
+            }
+        }
+        frame.slots.fillRest(function.frame.size);
+    }
+    else
+    {
+        frame.slots.fillRest(function.frame.size);
+        bindArguments(call, receiver, frame.slots.data(), bound, environment);
+    }
     return runScriptCall<Result>(function, &frame, call.line);
 }
 

@@ -27,6 +27,16 @@ public:
     {
         fillWithNils();
     }
+    // Slots taken from `stack` and not yet made: a call constructs its arguments in them in order
+    // (constructed), then fills the rest (fillRest). Until then only the constructed ones count, so an
+    // argument that fails leaves nothing unmade to destroy.
+    struct Unmade
+    {
+    };
+    FrameSlots(ValueStack& stack, std::size_t count, Unmade)
+        : data_(count ? stack.take(count) : nullptr), count_(0), stack_(count ? &stack : nullptr)
+    {
+    }
     FrameSlots(const FrameSlots&) = delete;
     FrameSlots& operator=(const FrameSlots&) = delete;
     ~FrameSlots()
@@ -50,6 +60,19 @@ public:
     Value* end() noexcept { return data_ + count_; }
     const Value* begin() const noexcept { return data_; }
     const Value* end() const noexcept { return data_ + count_; }
+
+    // Where the next unmade slot is; constructed() counts it once a value is made there.
+    Value* nextUnmade() noexcept { return data_ + count_; }
+    void constructed() noexcept { ++count_; }
+    // Makes the slots from the constructed ones up to `total` nil: the frame is then whole.
+    void fillRest(std::size_t total) noexcept
+    {
+        for (std::size_t i = count_; i < total; ++i)
+        {
+            new (data_ + i) Value();
+        }
+        count_ = total;
+    }
 
     // Sets every value to nil.
     void fillNil() noexcept
@@ -83,6 +106,11 @@ class alignas(Value) Environment : public Collectable
 public:
     // A plain local environment, its slots taken from `stack`.
     Environment(ValueStack& stack, std::size_t slotCount) : Collectable(RefKind::Environment), slots(stack, slotCount)
+    {
+    }
+    // The same with its slots unmade (FrameSlots::Unmade): a call's frame, its arguments made in place.
+    Environment(ValueStack& stack, std::size_t slotCount, FrameSlots::Unmade unmade)
+        : Collectable(RefKind::Environment), slots(stack, slotCount, unmade)
     {
     }
     ~Environment()

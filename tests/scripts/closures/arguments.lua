@@ -44,3 +44,10 @@ local ok, message = pcall(function() local f = 5 return f(note("arg", 1)) end)
 print("call not a function", ok, message, log[#log])
 print("method not a function", pcall(function() return object:missing(1) end))
 print("call nil field", pcall(function() return object.nothing() end))
+-- An argument that fails leaves the arguments made before it to be freed, and the frame unused.
+local function pair(a, b) return a, b end
+print("failing argument", pcall(function() return pair({1}, nil + 1) end))
+print("failing argument", pcall(function() return pair("made", pair({}, error("second"))) end))
+local seen = 0
+local function see() seen = seen + 1 return seen end
+print("extra arguments still run", pair(see(), see(), see(), see()), seen)
