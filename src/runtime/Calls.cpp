@@ -384,14 +384,24 @@ template <typename Result>
     Environment frame(frameSlots, function.frame.size, FrameSlots::Unmade{});
     frame.setParent(handle->closure.get());
     const std::size_t bound = std::min<std::size_t>(function.parameters.size(), function.frame.size);
-    if (call.plainArguments && !receiver) [[likely]]
+    if (call.plainArguments) [[likely]]
     {
         // Each argument is made straight in its slot: no nil to overwrite, no value to move.
+        std::size_t next = 0;
+        if (receiver)
+        {
+            if (bound != 0)
+            {
+                ::new (static_cast<void*>(frame.slots.nextUnmade())) Value(std::move(*receiver));
+                frame.slots.constructed();
+            }
+            next = 1;
+        }
         const std::vector<ExprPtr>& arguments = call.arguments;
         const std::size_t count = arguments.size();
-        for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t i = 0; i < count; ++i, ++next)
         {
-            if (i < bound)
+            if (next < bound)
             {
                 ::new (static_cast<void*>(frame.slots.nextUnmade())) Value(evaluateExpression(*arguments[i], environment));
                 frame.slots.constructed();
