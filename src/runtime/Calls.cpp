@@ -1,5 +1,6 @@
 // Calls: script errors, environments, closures, and calling script and native functions.
 #include "runtime/Interpreter.hpp"
+#include "runtime/Operators.hpp"
 #include "support/Platform.hpp"
 
 #include <cstdio>
@@ -159,6 +160,24 @@ template <typename Result>
     {
         const Stmt& statement = *statements[i];
         countStep(statement.line);
+        if (statement.execute == &executeIfReturn) // a guard clause returns its values straight from here
+        {
+            const ReturnStmt* taken = takenGuard(*this, statement, environment);
+            if (!taken)
+            {
+                continue;
+            }
+            const std::vector<ExprPtr>& values = taken->values;
+            if (values.size() == 1)
+            {
+                if (values[0]->kind == ExprKind::Call)
+                {
+                    return invokeCall<Result>(static_cast<const CallExpr&>(*values[0]), environment);
+                }
+                return Result(evaluateExpression(*values[0], environment));
+            }
+            return values.empty() ? Result() : evaluateReturnList<Result>(values, environment);
+        }
         const ExecStatus status = statement.execute(*this, statement, environment);
         if (status != ExecStatus::Normal) [[unlikely]]
         {
@@ -182,7 +201,7 @@ template <typename Result>
 [[gnu::always_inline]] inline Result LuaVM::Impl::runScriptCall(const FunctionExpr& function, Environment* frame, std::uint32_t line)
 {
     countStep(line); // the caller has checked the stack
-    return asScriptErrors(line, {}, [&] { return runFunctionBody<Result>(function, frame); });
+    return asScriptErrors(line, {}, [&]() __attribute__((always_inline)) { return runFunctionBody<Result>(function, frame); });
 }
 
 namespace

@@ -210,27 +210,6 @@ bool onlyReturns(const StmtList& body)
     return body.size() == 1 && body[0]->kind == StmtKind::Return;
 }
 
-// if c then return ... end: the guard clause of most recursive functions, without a block around the
-// return. The return statement still counts its step; its values wait where every return's do.
-ExecStatus executeIfReturn(Impl& vm, const Stmt& statement, Environment* environment)
-{
-    const IfStmt::Branch& branch = static_cast<const IfStmt&>(statement).branches[0];
-    if (!testCondition(vm, *branch.condition, environment))
-    {
-        return ExecStatus::Normal;
-    }
-    const auto& ret = static_cast<const ReturnStmt&>(*branch.body[0]);
-    vm.guardStack(ret.line);
-    vm.countStep(ret.line);
-    if (ret.values.size() == 1 && ret.values[0]->kind != ExprKind::Call)
-    {
-        vm.pendingValue = vm.evaluateExpression(*ret.values[0], environment);
-        vm.pendingIsValue = true;
-        return ExecStatus::Return;
-    }
-    return vm.executeReturn(ret, environment);
-}
-
 StmtExecutor selectExecutor(const Stmt& statement)
 {
     switch (statement.kind)
@@ -257,6 +236,25 @@ StmtExecutor selectExecutor(const Stmt& statement)
 }
 
 } // namespace
+
+// if c then return ... end: the guard clause of most recursive functions, without a block around the
+// return. The return statement still counts its step; its values wait where every return's do (a
+// function body's own statements take a taken guard's values directly: runFunctionBody).
+ExecStatus executeIfReturn(Impl& vm, const Stmt& statement, Environment* environment)
+{
+    const ReturnStmt* taken = takenGuard(vm, statement, environment);
+    if (!taken)
+    {
+        return ExecStatus::Normal;
+    }
+    if (taken->values.size() == 1 && taken->values[0]->kind != ExprKind::Call)
+    {
+        vm.pendingValue = vm.evaluateExpression(*taken->values[0], environment);
+        vm.pendingIsValue = true;
+        return ExecStatus::Return;
+    }
+    return vm.executeReturn(*taken, environment);
+}
 
 ExecStatus executeFirstTime(LuaVM::Impl& vm, const Stmt& statement, Environment* environment)
 {

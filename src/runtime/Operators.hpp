@@ -554,6 +554,24 @@ bool testNegation(LuaVM::Impl& vm, const UnaryExpr& negation, Environment* envir
     return vm.evaluateExpression(expr, environment).isTruthy();
 }
 
+// The guard clause `if c then return ... end` (executeIfReturn): its return statement when the
+// condition holds, with the return's stack check and step already spent; null when it does not hold.
+ExecStatus executeIfReturn(LuaVM::Impl& vm, const Stmt& statement, Environment* environment);
+
+[[gnu::always_inline]] inline const ReturnStmt* takenGuard(LuaVM::Impl& vm, const Stmt& statement,
+                                                           Environment* environment)
+{
+    const IfStmt::Branch& branch = static_cast<const IfStmt&>(statement).branches[0];
+    if (!testCondition(vm, *branch.condition, environment))
+    {
+        return nullptr;
+    }
+    const auto& taken = static_cast<const ReturnStmt&>(*branch.body[0]);
+    vm.guardStack(taken.line);
+    vm.countStep(taken.line);
+    return &taken;
+}
+
 // True when evaluating the expression runs no script code: no call anywhere in it (looked at to a small
 // depth only; deeper trees count as running code).
 bool runsNoCode(const Expr& expr, int depth = 0);

@@ -50,3 +50,17 @@ end
 nest(150)
 print("moderate depth", depth)
 print("names", tostring(fact), tostring(countdown))
+-- A guard clause at the top of a function returns its values straight to the caller, as many as the
+-- caller takes.
+local function many() return 1, 2, 3 end
+local function guard(kind)
+  if kind == "call" then return many() end
+  if kind == "list" then return 4, 5, 6 end
+  if kind == "none" then return end
+  return "fell through"
+end
+print("guards", guard("call"))
+print("guards", guard("list"))
+print("guards one each", (guard("call")), (guard("list")), guard("none"), guard("other"))
+local first = guard("list")
+print("guards counted", #{guard("call")}, #{guard("none")}, first)
