@@ -322,6 +322,57 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
     }
 }
 
+// bindArguments for a frame whose slots are unmade: each argument is made straight in its slot (no nil
+// to overwrite, no value to move), the receiver first; a failing argument leaves only the made ones to
+// free. The caller fills the rest of the frame.
+[[gnu::always_inline]] inline void LuaVM::Impl::makeArguments(const CallExpr& call, Value* receiver, FrameSlots& slots,
+                                                             std::size_t bound, Environment* environment)
+{
+    std::size_t next = 0;
+    if (receiver)
+    {
+        if (bound != 0)
+        {
+            ::new (static_cast<void*>(slots.nextUnmade())) Value(std::move(*receiver));
+            slots.constructed();
+        }
+        next = 1;
+    }
+    const std::vector<ExprPtr>& arguments = call.arguments;
+    const std::size_t count = arguments.size();
+    for (std::size_t i = 0; i < count; ++i, ++next)
+    {
+        const Expr& argument = *arguments[i];
+        if (next + 1 < bound && i + 1 == count && argument.kind == ExprKind::Call) [[unlikely]]
+        {
+            spreadInto(static_cast<const CallExpr&>(argument), slots, bound - next, environment);
+            return; // only a final call expands, and only into the slots that are left
+        }
+        if (next < bound)
+        {
+            ::new (static_cast<void*>(slots.nextUnmade())) Value(evaluateExpression(argument, environment));
+            slots.constructed();
+        }
+        else
+        {
+            evaluateExpression(argument, environment); // extra arguments are evaluated and dropped
+        }
+    }
+}
+
+// A final argument call whose results fill several unmade slots; out of line, so that its list stays
+// out of the call path's machine frame.
+[[gnu::noinline]] void LuaVM::Impl::spreadInto(const CallExpr& call, FrameSlots& slots, std::size_t room,
+                                               Environment* environment)
+{
+    MultiValue results = invokeCall<MultiValue>(call, environment);
+    for (std::size_t i = 0; i < results.size() && i < room; ++i)
+    {
+        ::new (static_cast<void*>(slots.nextUnmade())) Value(std::move(results[i]));
+        slots.constructed();
+    }
+}
+
 // A final argument call whose results fill several parameters.
 [[gnu::noinline]] void LuaVM::Impl::spreadResults(const CallExpr& call, Value* slots, std::size_t bound,
                                                   Environment* environment)
@@ -402,41 +453,13 @@ template <typename Result>
     }
     Environment frame(frameSlots, function.frame.size, FrameSlots::Unmade{});
     frame.setParent(handle->closure.get());
-    const std::size_t bound = std::min<std::size_t>(function.parameters.size(), function.frame.size);
-    if (call.plainArguments) [[likely]]
+    if (!call.plainArguments && call.arguments.size() >= kItemsPerStep) [[unlikely]]
     {
-        // Each argument is made straight in its slot: no nil to overwrite, no value to move.
-        std::size_t next = 0;
-        if (receiver)
-        {
-            if (bound != 0)
-            {
-                ::new (static_cast<void*>(frame.slots.nextUnmade())) Value(std::move(*receiver));
-                frame.slots.constructed();
-            }
-            next = 1;
-        }
-        const std::vector<ExprPtr>& arguments = call.arguments;
-        const std::size_t count = arguments.size();
-        for (std::size_t i = 0; i < count; ++i, ++next)
-        {
-            if (next < bound)
-            {
-                ::new (static_cast<void*>(frame.slots.nextUnmade())) Value(evaluateExpression(*arguments[i], environment));
-                frame.slots.constructed();
-            }
-            else
-            {
-                evaluateExpression(*arguments[i], environment); // extra arguments are evaluated and dropped
-            }
-        }
-        frame.slots.fillRest(function.frame.size);
+        countManyArguments(call.arguments.size(), call.line);
     }
-    else
-    {
-        frame.slots.fillRest(function.frame.size);
-        bindArguments(call, receiver, frame.slots.data(), bound, environment);
-    }
+    makeArguments(call, receiver, frame.slots, std::min<std::size_t>(function.parameters.size(), function.frame.size),
+                  environment);
+    frame.slots.fillRest(function.frame.size);
     return runScriptCall<Result>(function, &frame, call.line);
 }
 

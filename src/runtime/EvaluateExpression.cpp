@@ -1,9 +1,11 @@
 // Expression evaluation. Every node carries the function that evaluates it (`Expr::evaluate`); it starts
 // as evaluateFirstTime, which asks selectEvaluator for the function fitting the node's shape and
 // installs it, so the choice is made once per node. The shapes: literals and locals are read where they
-// live; each operator is specialised for its operands being a literal, a local or anything (templates
-// over Operand, reading through Operators.hpp); a comparison used as a condition gets a tester that
-// yields a C++ bool (BinaryExpr::test); field and index reads on locals skip the copy of the table.
+// live; each operator is specialised for its operands being a literal, a local, pure arithmetic or
+// anything (templates over Operand, reading through Operators.hpp); pure arithmetic (+ - * / % over
+// literals, locals and such arithmetic) hands its number to the operator above it in registers
+// (BinaryExpr::number); a comparison used as a condition gets a tester that yields a C++ bool
+// (BinaryExpr::test); field and index reads on locals and library tables skip the copy of the table.
 // Whatever has no specialisation takes the general path: evaluateBinary, evaluateTable, evaluateField,
 // evaluateIndex and indexValue below, and the call path in Calls.cpp. Every path computes an operator's
 // meaning through Operators.hpp, so the fast and general paths cannot disagree.
