@@ -14,7 +14,9 @@ constinit ZQ_THREAD_LOCAL std::int32_t gLuaProtectedDepth = 0;
 
 void frontEndBreach() noexcept
 {
-    std::fputs("VelmarLua: the tree breaks what the front end decided (a local's slot or a body's end)\n", stderr);
+    std::fputs("VelmarLua: the tree breaks what the front end decided (a local's slot or a body's end) or an "
+               "operator's shape (pure arithmetic)\n",
+               stderr);
     std::abort();
 }
 

@@ -196,7 +196,8 @@ private:
 static_assert(sizeof(Environment) % alignof(Value) == 0, "a shared environment's slots follow it");
 
 // Stops the process: the tree breaks what the front end decided (a local's slot missing from the
-// environment the scope pass placed it in, a function body's end not classified).
+// environment the scope pass placed it in, a function body's end not classified) or what an operator's
+// shape assumes (the number of arithmetic that is not pure).
 [[noreturn]] void frontEndBreach() noexcept;
 
 // Where a local lives: slot `slot` of `environment`, or of the environment `depth` links out from it.

@@ -376,13 +376,6 @@ template <TokenKind Op> NumberEvaluator numberFunction(const BinaryExpr& binary)
     }
 }
 
-// An arithmetic node's value, whatever its operands: always a number.
-NumberValue numberEvaluated(Impl& vm, const Expr& expr, Environment* environment)
-{
-    const Value value = vm.evaluateExpression(expr, environment);
-    return value.isInteger() ? HandedNumber{}.integer(value.integer()) : HandedNumber{}.exact(value.number());
-}
-
 NumberEvaluator selectNumber(const BinaryExpr& binary)
 {
     switch (binary.op)
@@ -533,8 +526,13 @@ bool testFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment)
 NumberValue numberFirstTime(LuaVM::Impl& vm, const Expr& expr, Environment* environment)
 {
     const auto& binary = static_cast<const BinaryExpr&>(expr);
-    // Only the operators that found the node pure ask for its number; the shaped functions assume it.
-    binary.number = isPureArithmetic(binary) ? selectNumber(binary) : &numberEvaluated;
+#if defined(VELMAR_LUA_CHECKED_SLOTS)
+    if (!isPureArithmetic(binary)) // only the operators that found the node pure ask for its number
+    {
+        frontEndBreach();
+    }
+#endif
+    binary.number = selectNumber(binary);
     return binary.number(vm, expr, environment);
 }
 

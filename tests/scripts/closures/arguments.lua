@@ -45,9 +45,15 @@ print("call not a function", ok, message, log[#log])
 print("method not a function", pcall(function() return object:missing(1) end))
 print("call nil field", pcall(function() return object.nothing() end))
 -- An argument that fails leaves the arguments made before it to be freed, and the frame unused.
-local function pair(a, b) return a, b end
-print("failing argument", pcall(function() return pair({1}, nil + 1) end))
-print("failing argument", pcall(function() return pair("made", pair({}, error("second"))) end))
+local function both(a, b) return a, b end
+print("failing argument", pcall(function() return both({1}, nil + 1) end))
+print("failing argument", pcall(function() return both("made", both({}, error("second"))) end))
 local seen = 0
 local function see() seen = seen + 1 return seen end
-print("extra arguments still run", pair(see(), see(), see(), see()), seen)
+print("extra arguments still run", both(see(), see(), see(), see()), seen)
+-- The same bindings into a frame that a closure keeps (on the heap): a receiver, a final call spreading.
+local keeper = {name = "keeper"}
+function keeper:keep(a, b) return function() return self.name, a, b end end
+print("kept frame", keeper:keep(pair())())
+print("kept frame", keeper:keep(1, many())())
+print("kept frame", keeper.keep(keeper, "no spread")())

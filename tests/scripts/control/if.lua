@@ -15,6 +15,8 @@ print("or value", false or nil, nil or false, false or "x")
 print("not", not nil, not 0, not "", not not {})
 if 0 then print("zero is true") end
 if "" then print("empty string is true") end
+if 1 + 2 then print("a sum is true") end
+if "a" .. "b" then print("a concatenation is true") end
 if nil then print("never") elseif false then print("never") else print("else taken") end
 if false then print("never") elseif 1 then print("elseif taken") else print("never") end
 if false then print("never") end
