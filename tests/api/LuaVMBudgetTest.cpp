@@ -5,8 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
@@ -76,16 +79,23 @@ int discardLine(const char*)
 class BudgetTest : public testing::Test
 {
 protected:
+    // Each test works in a directory of its own process: ctest runs the cases of this file side by side,
+    // and one case's clean-up must not remove the scratch file another is in the middle of using.
     void SetUp() override
     {
         silent_ = *zq_desktop_program_api();
         silent_.write_line = discardLine;
         previous_ = zq_set_program_api(&silent_);
+        previousDirectory_ = std::filesystem::current_path();
+        directory_ = std::filesystem::temp_directory_path() / ("velmar-budget-" + std::to_string(::getpid()));
+        std::filesystem::create_directories(directory_);
+        std::filesystem::current_path(directory_);
     }
     void TearDown() override
     {
         zq_set_program_api(previous_);
-        std::remove(kScratch);
+        std::filesystem::current_path(previousDirectory_);
+        std::filesystem::remove_all(directory_);
     }
 
     static LuaVM makeVm(const Hostile& hostile)
@@ -100,6 +110,8 @@ protected:
 private:
     zq_program_api silent_{};
     const zq_program_api* previous_ = nullptr;
+    std::filesystem::path previousDirectory_;
+    std::filesystem::path directory_;
 };
 
 // Under a budget of 50 steps each operation stops at its own line; with a generous budget it completes.
