@@ -1,5 +1,5 @@
-// The parser: tree shapes, node lines, number literals, and every message the lexer and parser can give
-// (deep nesting: tests/adversarial; tokens: tests/scripts/lexer).
+// The parser: node lines, number literals, and every message the lexer and parser can give (tree shapes
+// show in tests/scripts/parser; deep nesting: tests/adversarial; tokens: tests/scripts/lexer).
 #include "frontend/Compiler.hpp"
 
 #include "support/Errors.hpp"
@@ -9,7 +9,6 @@
 
 #include <cstdint>
 #include <limits>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -17,7 +16,6 @@ namespace
 {
 
 using namespace velmar::lua;
-using K = TokenKind;
 
 StmtList parse(std::string_view source)
 {
@@ -45,220 +43,6 @@ ExprPtr expr(const std::string& source)
     StmtList chunk = parse("x = " + source);
     auto assignment = asStmt<AssignmentStmt>(chunk.at(0));
     return assignment ? assignment->values.at(0) : nullptr;
-}
-
-const char* opText(K op)
-{
-    static const std::map<K, const char*> spellings = {
-        {K::Or, "or"},     {K::And, "and"},         {K::Not, "not"},   {K::Hash, "#"},
-        {K::Equal, "=="},  {K::NotEqual, "~="},     {K::Less, "<"},    {K::LessEqual, "<="},
-        {K::Greater, ">"}, {K::GreaterEqual, ">="}, {K::DotDot, ".."}, {K::Plus, "+"},
-        {K::Minus, "-"},   {K::Star, "*"},          {K::Slash, "/"},   {K::Percent, "%"}};
-    const auto found = spellings.find(op);
-    return found == spellings.end() ? "?" : found->second;
-}
-
-template <typename... Pieces>
-std::string cat(const Pieces&... pieces)
-{
-    std::string out;
-    ((out += pieces), ...);
-    return out;
-}
-
-// A compact prefix form of a tree: "(op left right)", "o.f", "o[i]", "(call f args)", "(method o m args)".
-std::string show(const ExprPtr& e)
-{
-    if (auto lit = asExpr<LiteralExpr>(e))
-    {
-        return lit->value.isString() ? cat("'", lit->value.toString(), "'") : lit->value.toString();
-    }
-    if (auto var = asExpr<VariableExpr>(e))
-    {
-        return var->name;
-    }
-    if (auto un = asExpr<UnaryExpr>(e))
-    {
-        return cat("(", opText(un->op), " ", show(un->operand), ")");
-    }
-    if (auto bin = asExpr<BinaryExpr>(e))
-    {
-        return cat("(", opText(bin->op), " ", show(bin->left), " ", show(bin->right), ")");
-    }
-    if (auto field = asExpr<FieldExpr>(e))
-    {
-        return cat(show(field->object), ".", field->name);
-    }
-    if (auto index = asExpr<IndexExpr>(e))
-    {
-        return cat(show(index->object), "[", show(index->index), "]");
-    }
-    if (auto call = asExpr<CallExpr>(e))
-    {
-        std::string out = call->callee ? cat("(call ", show(call->callee))
-                                       : cat("(method ", show(call->object), " ", call->methodName);
-        for (const ExprPtr& argument : call->arguments)
-        {
-            out += cat(" ", show(argument));
-        }
-        return cat(out, ")");
-    }
-    if (auto table = asExpr<TableExpr>(e))
-    {
-        std::string out = "{";
-        for (const TableExpr::Field& f : table->fields)
-        {
-            out += f.kind == TableExpr::FieldKind::Named   ? cat(f.name, "=", show(f.value), " ")
-                   : f.kind == TableExpr::FieldKind::Keyed ? cat("[", show(f.key), "]=", show(f.value), " ")
-                                                           : cat(show(f.value), " ");
-        }
-        return cat(out, "}");
-    }
-    if (auto fn = asExpr<FunctionExpr>(e))
-    {
-        std::string out = "fn(";
-        for (const std::string& p : fn->parameters)
-        {
-            out += cat(p, ",");
-        }
-        return cat(out, ")");
-    }
-    return "<null>";
-}
-
-TEST(ParserTest, OperatorPrecedenceAndAssociativity)
-{
-    EXPECT_EQ(show(expr("a+b..c-d")), "(.. (+ a b) (- c d))");
-    EXPECT_EQ(show(expr("a..b..c")), "(.. a (.. b c))");
-    EXPECT_EQ(show(expr("a..b+c..d")), "(.. a (.. (+ b c) d))");
-    EXPECT_EQ(show(expr("a<b==c~=d")), "(~= (== (< a b) c) d)");
-    EXPECT_EQ(show(expr("a..b >= c")), "(>= (.. a b) c)");
-    EXPECT_EQ(show(expr("a or b and c or d")), "(or (or a (and b c)) d)");
-    EXPECT_EQ(show(expr("a and b and c")), "(and (and a b) c)");
-    EXPECT_EQ(show(expr("a-b-c*d%e/f")), "(- (- a b) (/ (% (* c d) e) f))");
-    EXPECT_EQ(show(expr("-a*b")), "(* (- a) b)");
-    EXPECT_EQ(show(expr("not not x == #t")), "(== (not (not x)) (# t))");
-    EXPECT_EQ(show(expr("- -#t")), "(- (- (# t)))");
-    EXPECT_EQ(show(expr("(a+b)*((c))")), "(* (+ a b) c)");
-    EXPECT_EQ(show(expr("1 .. 2")), "(.. 1 2)");
-    EXPECT_EQ(show(expr("1..2")), "(.. 1 2)");
-}
-
-TEST(ParserTest, SuffixChainsAndCalls)
-{
-    EXPECT_EQ(show(expr("a.b[c](d):e(f, g).h")), "(method (call a.b[c] d) e f g).h");
-    EXPECT_EQ(show(expr("f()()")), "(call (call f))");
-    EXPECT_EQ(show(expr("('s'):len()")), "(method 's' len)");
-    EXPECT_EQ(show(expr("function(a, b) end")), "fn(a,b,)");
-    StmtList chunk = parse("o:m(1)");
-    auto call = asExpr<CallExpr>(asStmt<ExpressionStmt>(chunk.at(0))->expression);
-    ASSERT_TRUE(call);
-    EXPECT_FALSE(call->callee);
-    EXPECT_EQ(show(call->object), "o");
-    EXPECT_EQ(call->methodName, "m");
-    ASSERT_EQ(call->arguments.size(), 1u);
-    // Parentheses make no node: the statement's expression is the call itself.
-    chunk = parse("(f())");
-    EXPECT_TRUE(asExpr<CallExpr>(asStmt<ExpressionStmt>(chunk.at(0))->expression));
-}
-
-TEST(ParserTest, TableConstructorFields)
-{
-    auto table = asExpr<TableExpr>(expr("{1, 2; x = 3, [4] = 5,}"));
-    ASSERT_TRUE(table);
-    ASSERT_EQ(table->fields.size(), 4u);
-    EXPECT_EQ(table->fields[0].kind, TableExpr::FieldKind::Positional);
-    EXPECT_EQ(table->fields[1].kind, TableExpr::FieldKind::Positional);
-    EXPECT_EQ(table->fields[2].kind, TableExpr::FieldKind::Named);
-    EXPECT_EQ(table->fields[2].name, "x");
-    EXPECT_EQ(table->fields[3].kind, TableExpr::FieldKind::Keyed);
-    EXPECT_EQ(show(table), "{1 2 x=3 [4]=5 }");
-    EXPECT_EQ(show(expr("{}")), "{}");
-    EXPECT_EQ(show(expr("{x; y == 1; [x] = {z = 1};}")), "{x (== y 1) [x]={z=1 } }");
-    table = asExpr<TableExpr>(expr("\n{\n1,\n\nk = 2}"));
-    ASSERT_TRUE(table);
-    EXPECT_EQ(table->line, 2u);
-    EXPECT_EQ(table->fields[0].line, 3u);
-    EXPECT_EQ(table->fields[1].line, 5u);
-}
-
-TEST(ParserTest, FunctionDeclarationTargets)
-{
-    StmtList chunk = parse("function a.b:c(x) end function a.b.c() end function f() end local\nfunction\ng(p, q) end");
-    ASSERT_EQ(chunk.size(), 4u);
-    auto method = asStmt<FunctionDeclarationStmt>(chunk[0]);
-    ASSERT_TRUE(method);
-    EXPECT_FALSE(method->isLocal);
-    EXPECT_EQ(method->target.kind, AssignTarget::Kind::Field);
-    EXPECT_EQ(method->target.name, "c");
-    EXPECT_EQ(show(method->target.object), "a.b");
-    EXPECT_EQ(method->function->parameters, (std::vector<std::string>{"self", "x"}));
-    auto dotted = asStmt<FunctionDeclarationStmt>(chunk[1]);
-    EXPECT_EQ(dotted->target.kind, AssignTarget::Kind::Field);
-    EXPECT_EQ(dotted->target.name, "c");
-    EXPECT_EQ(show(dotted->target.object), "a.b");
-    EXPECT_TRUE(dotted->function->parameters.empty());
-    auto plain = asStmt<FunctionDeclarationStmt>(chunk[2]);
-    EXPECT_EQ(plain->target.kind, AssignTarget::Kind::Name);
-    EXPECT_EQ(plain->target.name, "f");
-    auto local = asStmt<FunctionDeclarationStmt>(chunk[3]);
-    EXPECT_TRUE(local->isLocal);
-    EXPECT_EQ(local->target.name, "g");
-    EXPECT_EQ(local->line, 1u);
-    EXPECT_EQ(local->function->line, 2u);
-    EXPECT_EQ(local->function->parameters, (std::vector<std::string>{"p", "q"}));
-    auto deep = asStmt<FunctionDeclarationStmt>(parse("function a.b.c:d(self) end").at(0));
-    EXPECT_EQ(show(deep->target.object), "a.b.c");
-    EXPECT_EQ(deep->target.name, "d");
-    EXPECT_EQ(deep->function->parameters, (std::vector<std::string>{"self", "self"}));
-}
-
-TEST(ParserTest, AssignmentsAndLocals)
-{
-    StmtList chunk = parse("a, b.c, d[1] = 1, 2, 3 local e, f local g = 1, 2; (a).b = 4");
-    ASSERT_EQ(chunk.size(), 4u);
-    auto multi = asStmt<AssignmentStmt>(chunk[0]);
-    EXPECT_FALSE(multi->isLocal);
-    ASSERT_EQ(multi->targets.size(), 3u);
-    EXPECT_EQ(multi->targets[0].kind, AssignTarget::Kind::Name);
-    EXPECT_EQ(multi->targets[1].kind, AssignTarget::Kind::Field);
-    EXPECT_EQ(multi->targets[1].name, "c");
-    EXPECT_EQ(multi->targets[2].kind, AssignTarget::Kind::Index);
-    EXPECT_EQ(show(multi->targets[2].index), "1");
-    EXPECT_EQ(multi->values.size(), 3u);
-    auto bare = asStmt<AssignmentStmt>(chunk[1]);
-    EXPECT_TRUE(bare->isLocal);
-    EXPECT_EQ(bare->targets.size(), 2u);
-    EXPECT_TRUE(bare->values.empty());
-    EXPECT_EQ(asStmt<AssignmentStmt>(chunk[2])->values.size(), 2u);
-    EXPECT_EQ(show(asStmt<AssignmentStmt>(chunk[3])->targets[0].object), "a");
-}
-
-TEST(ParserTest, ControlStatementShapes)
-{
-    StmtList chunk = parse(";;if a then elseif b then else end; for i = 1, 2 do end for i = 1, 2, 3 do end "
-                           "for k, v in p, q do end while x do break end return 1, 2 y = 3;");
-    ASSERT_EQ(chunk.size(), 7u);
-    auto branchy = asStmt<IfStmt>(chunk[0]);
-    ASSERT_TRUE(branchy);
-    EXPECT_EQ(branchy->branches.size(), 2u);
-    EXPECT_TRUE(branchy->elseBody.empty());
-    EXPECT_FALSE(asStmt<NumericForStmt>(chunk[1])->step);
-    EXPECT_EQ(show(asStmt<NumericForStmt>(chunk[2])->step), "3");
-    auto generic = asStmt<GenericForStmt>(chunk[3]);
-    EXPECT_EQ(generic->names, (std::vector<std::string>{"k", "v"}));
-    EXPECT_EQ(generic->iterators.size(), 2u);
-    EXPECT_TRUE(asStmt<BreakStmt>(asStmt<WhileStmt>(chunk[4])->body.at(0)));
-    EXPECT_EQ(asStmt<ReturnStmt>(chunk[5])->values.size(), 2u); // a return need not end its block
-    EXPECT_TRUE(asStmt<AssignmentStmt>(chunk[6]));
-    for (const char* bare : {"return", "return;", "if a then return end", "if a then return else end"})
-    {
-        StmtPtr first = parse(bare).at(0);
-        auto ret = asStmt<IfStmt>(first) ? asStmt<ReturnStmt>(asStmt<IfStmt>(first)->branches.at(0).body.at(0))
-                                         : asStmt<ReturnStmt>(first);
-        ASSERT_TRUE(ret) << bare;
-        EXPECT_TRUE(ret->values.empty()) << bare;
-    }
 }
 
 TEST(ParserTest, NodeLines)

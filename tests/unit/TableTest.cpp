@@ -1,4 +1,4 @@
-// Tables: key normalisation, where integer keys live, stale hash entries, length, and a model under churn.
+// Tables: key normalisation, stale hash entries, length, and models under churn.
 #include "runtime/Table.hpp"
 #include "runtime/Function.hpp"
 
@@ -49,20 +49,6 @@ Ref<Table> sequence(std::int64_t n)
     return t;
 }
 
-// The hash part's keys in insertion order, as text.
-std::string hashOrder(const Ref<Table>& t)
-{
-    std::string out;
-    for (const HashPart::Entry& entry : t->hash.entries())
-    {
-        if (entry.live())
-        {
-            out += entry.key.asValue().toString() + " ";
-        }
-    }
-    return out;
-}
-
 TEST(TableTest, KeysFromValues)
 {
     TableKey k;
@@ -98,71 +84,6 @@ TEST(TableTest, KeysFromValues)
                  TableKey::makeString(std::string_view("a\0c", 3)));
     EXPECT_TRUE(textKey("ab") == TableKey::makeString(std::string("ab")));
     EXPECT_TRUE(TableKey::makeBoolean(false) == TableKey::makeBoolean(false));
-}
-
-TEST(TableTest, IntegralFloatAndIntegerAddressOneEntry)
-{
-    Ref<Table> t = makeTable();
-    TableKey fromFloat;
-    ASSERT_TRUE(tryMakeKeyFromValue(Value(2.0), fromFloat));
-    set(t, fromFloat, Value("two"));
-    EXPECT_EQ(get(t, key(2)), "two");
-    ASSERT_TRUE(tryMakeKeyFromValue(Value(1e10), fromFloat));
-    set(t, key(10000000000), Value("far"));
-    EXPECT_EQ(get(t, fromFloat), "far");
-    set(t, textKey("2"), Value("text"));
-    EXPECT_EQ(get(t, key(2)), "two");
-    EXPECT_EQ(get(t, textKey("2")), "text");
-    set(t, TableKey::makeBoolean(true), Value(1.5));
-    EXPECT_EQ(get(t, TableKey::makeBoolean(true)), "1.500000");
-    EXPECT_EQ(get(t, TableKey::makeBoolean(false)), "nil");
-}
-
-TEST(TableTest, IntegerKeysUpToSixtyFourAndEightPastTheEndUseTheArray)
-{
-    Ref<Table> t = makeTable();
-    set(t, key(64), Value("a"));
-    EXPECT_EQ(t->array.size(), 64u);
-    EXPECT_TRUE(t->hash.empty());
-    EXPECT_EQ(get(t, key(64)), "a");
-    EXPECT_EQ(get(t, key(63)), "nil");
-
-    t = makeTable();
-    set(t, key(65), Value("h"));
-    EXPECT_TRUE(t->array.empty());
-    EXPECT_EQ(t->hash.size(), 1u);
-    set(t, key(0), Value("zero"));
-    set(t, key(-1), Value("minus"));
-    EXPECT_TRUE(t->array.empty());
-    EXPECT_EQ(hashOrder(t), "65 0 -1 ");
-
-    // (size + 8) < k sends a key of 65 or more to the hash part.
-    const std::vector<std::pair<std::int64_t, std::int64_t>> cases = {{56, 64},   {55, 64}, {57, 65},
-                                                                      {100, 108}, {0, 8},   {10, 64}};
-    for (const auto& [size, k] : cases)
-    {
-        t = sequence(size);
-        set(t, key(k), Value("x"));
-        EXPECT_EQ(t->array.size(), static_cast<std::size_t>(k)) << size << " then " << k;
-        EXPECT_TRUE(t->hash.empty()) << size << " then " << k;
-    }
-    for (const auto& [size, k] : std::vector<std::pair<std::int64_t, std::int64_t>>{{56, 65}, {100, 109}, {64, 73}})
-    {
-        t = sequence(size);
-        set(t, key(k), Value("x"));
-        EXPECT_EQ(t->array.size(), static_cast<std::size_t>(size)) << size << " then " << k;
-        EXPECT_EQ(t->hash.size(), 1u) << size << " then " << k;
-        EXPECT_EQ(get(t, key(k)), "x");
-    }
-
-    // A nil store still grows the array: slots hold nil, nothing is deleted.
-    t = makeTable();
-    set(t, key(5), Value());
-    EXPECT_EQ(t->array.size(), 5u);
-    t = sequence(3);
-    set(t, key(2), Value());
-    EXPECT_EQ(t->array.size(), 3u);
-    EXPECT_EQ(get(t, key(2)), "nil");
 }
 
 TEST(TableTest, NilArraySlotFallsThroughToAStaleHashEntry)

@@ -1,4 +1,4 @@
-// The evaluator's slot stack: nesting across chunks, frames larger than a chunk, and its accounting.
+// The evaluator's slot stack: nesting across chunks, frames larger than a chunk, and the scope pass's guard.
 #include "runtime/Environment.hpp"
 
 #include <gtest/gtest.h>
@@ -86,41 +86,6 @@ TEST_F(ValueStackTest, AFrameThatSkipsAnEmptyChunkComesBackToTheRightOne)
     stack.give(bottom);
     EXPECT_EQ(stack.take(5), bottom);
     EXPECT_EQ(stack.take(ValueStack::kChunkValues), middle);
-}
-
-TEST_F(ValueStackTest, ChunksAreCountedAndGivenBackWithTheStack)
-{
-    const std::size_t before = heap.bytesInUse();
-    {
-        ValueStack stack(heap);
-        EXPECT_EQ(heap.bytesInUse(), before); // nothing until the first frame
-        stack.take(1);
-        EXPECT_EQ(heap.bytesInUse(), before + ValueStack::kChunkValues * sizeof(Value));
-    }
-    EXPECT_EQ(heap.bytesInUse(), before);
-}
-
-TEST_F(ValueStackTest, LocalEnvironmentsTakeAndGiveTheirSlots)
-{
-    ValueStack stack(heap);
-    // An environment without slots made before the first chunk exists, holding deeper frames that make
-    // the first chunks: everything comes back in order (a loop without locals around deep calls).
-    Environment empty(stack, 0);
-    EXPECT_EQ(empty.slotCount(), 0u);
-    Value* first = nullptr;
-    {
-        Environment outer(stack, 2);
-        Environment large(stack, ValueStack::kChunkValues); // a second chunk
-        Environment inner(stack, 3);                       // a third one
-        inner.setParent(&outer);
-        first = outer.slots.data();
-        EXPECT_EQ(large.slots.data() + ValueStack::kChunkValues, large.slots.end());
-        EXPECT_TRUE(inner.slots[2].isNil());
-        outer.slots[1] = Value("kept");
-        Environment emptyInner(stack, 0);
-    }
-    Environment again(stack, 2);
-    EXPECT_EQ(again.slots.data(), first);
 }
 
 #if defined(VELMAR_LUA_CHECKED_SLOTS)

@@ -1,9 +1,8 @@
-// Runtime values: texts, type names, numeric views and sharing (the operators: tests/scripts/values).
+// Runtime values: operator kernels, numeric views and sharing (texts, type names and what scripts see of
+// the operators: tests/scripts/base and tests/scripts/values).
 #include "runtime/Value.hpp"
 #include "runtime/Operators.hpp"
 #include "runtime/Function.hpp"
-#include "runtime/Iterator.hpp"
-#include "runtime/NativeObject.hpp"
 #include "runtime/Table.hpp"
 
 #include "support/Errors.hpp"
@@ -123,66 +122,6 @@ TEST(ValueTest, TheFastNearIntegerTestAgreesWithTheFullRule)
         check(number);
         check(std::bit_cast<double>(random()));
     }
-}
-
-std::string address(const void* object)
-{
-    char text[32];
-    std::snprintf(text, sizeof text, "0x%llx",
-                  static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(object)));
-    return text;
-}
-
-TEST(ValueTest, TextOfEveryKind)
-{
-    EXPECT_EQ(Value().toString(), "nil");
-    EXPECT_EQ(integer(-42).toString(), "-42");
-    EXPECT_EQ(integer(kMin).toString(), "-9223372036854775808");
-    EXPECT_EQ(Value(0.5).toString(), "0.500000");
-    EXPECT_EQ(Value(1.0).toString(), "1.000000");
-    EXPECT_EQ(Value(-0.0).toString(), "-0.000000");
-    EXPECT_EQ(Value(0.9999999).toString(), "1.000000");
-    EXPECT_EQ(Value(kNaN).toString(), "nan");
-    EXPECT_EQ(Value(-kNaN).toString(), "nan");
-    EXPECT_EQ(Value(-kInf).toString(), "-inf");
-    EXPECT_EQ(Value(true).toString(), "true");
-    EXPECT_EQ(Value(false).toString(), "false");
-    EXPECT_EQ(Value(std::string_view("x\0y", 3)).toString(), std::string("x\0y", 3));
-
-    Ref<Table> table = makeTable();
-    const std::string tableText = Value(table).toString();
-    EXPECT_EQ(tableText, "table: " + address(table.get()));
-    EXPECT_EQ(tableText.find_first_of("ABCDEF"), std::string::npos);
-    EXPECT_NE(tableText.substr(0, 10), "table: 0x0");
-
-    EXPECT_EQ(Value(makeNativeFunction("print", {})).toString(), "function: print");
-    EXPECT_EQ(Value(makeNativeFunction("", {})).toString(), "function: anonymous");
-    Ref<NativeObject> object = makeRef<NativeObject>();
-    EXPECT_EQ(Value(object).toString(), "userdata: " + address(object.get()));
-    Ref<IteratorState> iterator = makeRef<IteratorState>();
-    EXPECT_EQ(Value(iterator).toString(), "iterator: " + address(iterator.get()));
-}
-
-TEST(ValueTest, TypeNamesAndTruth)
-{
-    EXPECT_STREQ(describeValueType(Value()), "nil");
-    EXPECT_STREQ(describeValueType(integer(1)), "number");
-    EXPECT_STREQ(describeValueType(Value(1.5)), "number");
-    EXPECT_STREQ(describeValueType(Value(false)), "boolean");
-    EXPECT_STREQ(describeValueType(Value("")), "string");
-    EXPECT_STREQ(describeValueType(Value(makeTable())), "table");
-    EXPECT_STREQ(describeValueType(Value(makeNativeFunction("f", {}))), "function");
-    EXPECT_STREQ(describeValueType(Value(makeRef<NativeObject>())), "userdata");
-    EXPECT_STREQ(describeValueType(Value(makeRef<IteratorState>())), "iterator");
-    EXPECT_STREQ(describeValueType(static_cast<ValueKind>(9)), "unknown");
-    EXPECT_STREQ(describeValueType(static_cast<ValueKind>(200)), "unknown");
-
-    EXPECT_FALSE(Value().isTruthy());
-    EXPECT_FALSE(Value(false).isTruthy());
-    EXPECT_TRUE(Value(true).isTruthy());
-    EXPECT_TRUE(integer(0).isTruthy());
-    EXPECT_TRUE(Value(0.0).isTruthy());
-    EXPECT_TRUE(Value("").isTruthy());
 }
 
 TEST(ValueTest, NumericViewsTruncateSaturateAndRefuseOtherKinds)
