@@ -113,40 +113,6 @@ TEST_F(ConsoleTest, TableTooSmallForTheWriteLineSlotDropsOutput)
     EXPECT_EQ(host.lines, Lines{"kept"});
 }
 
-TEST_F(ConsoleTest, InvalidTablesOfferNoServices)
-{
-    char buffer[16];
-    host.input = {"never read"};
-    auto expectNoServices = [&](const char* what)
-    {
-        SCOPED_TRACE(what);
-        EXPECT_FALSE(zq_program_api_field_ready(ZQ_API_STAT_FILE));
-        EXPECT_FALSE(zq_program_api_field_ready(0));
-        write("dropped\n");
-        EXPECT_FALSE(zq_lua_readline(buffer, sizeof buffer, "", false));
-        EXPECT_EQ(zq::malloc(8), nullptr);
-        EXPECT_EQ(zq::realloc(nullptr, 8), nullptr);
-        void* probe = std::malloc(1);
-        zq::free(probe); // must not reach the host's release
-        if (host.releases == 0)
-        {
-            std::free(probe);
-        }
-    };
-    host.table.magic[3] = 'X';
-    expectNoServices("wrong magic");
-    host.table.magic[3] = 'P';
-    host.table.live = 0;
-    expectNoServices("zero live marker");
-    host.table.live = 7;
-    host.table.size = 11;
-    expectNoServices("size below 12");
-    EXPECT_TRUE(host.lines.empty());
-    EXPECT_TRUE(host.readRequests.empty());
-    EXPECT_EQ(host.input.size(), 1u);
-    EXPECT_EQ(host.releases, 0);
-}
-
 TEST_F(ConsoleTest, NullSlotsAreSkipped)
 {
     host.table.write_line = nullptr;

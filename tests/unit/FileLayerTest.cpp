@@ -472,37 +472,6 @@ TEST_F(FileLayerTest, ImageEntryPointsHaveNoImageOfTheirOwn)
     EXPECT_EQ(host.file("v.lua"), "print(1)");
 }
 
-TEST_F(FileLayerTest, StatBytesGoBackThroughTheReleaseSlotExactlyOnce)
-{
-    host.enableReleaseSlot();
-    host.putFile("f", "contents");
-
-    zqfs_file* reader = zqfs_fopen("f", "r");
-    ASSERT_NE(reader, nullptr);
-    EXPECT_EQ(host.outstanding.size(), 1u); // read in place until close
-    EXPECT_EQ(drain(reader), "contents");
-    EXPECT_EQ(zqfs_fclose(reader), 0);
-    EXPECT_TRUE(host.outstanding.empty());
-
-    for (const char* mode : {"r+", "w", "a"})
-    {
-        SCOPED_TRACE(mode);
-        zqfs_file* writer = zqfs_fopen("f", mode);
-        ASSERT_NE(writer, nullptr);
-        EXPECT_TRUE(host.outstanding.empty()); // copied or ignored at open
-        zqfs_fclose(writer);
-    }
-    host.putFile("f", "again");
-    unsigned char* bytes = nullptr;
-    std::size_t size = 0;
-    ASSERT_TRUE(zqfs_read_entire_file("f", &bytes, &size));
-    zqfs_free(bytes);
-    EXPECT_EQ(zqfs_rename("f", "g"), 0);
-    EXPECT_EQ(zqfs_rename("g", "g"), 0);
-    EXPECT_TRUE(host.outstanding.empty());
-    EXPECT_GE(host.stats, 7);
-}
-
 // The built-in desktop table over real files in a fresh directory.
 class DesktopHostTest : public ::testing::Test
 {
@@ -556,29 +525,6 @@ TEST_F(DesktopHostTest, ReadOnlyHandleKeepsItsBytesWhenTheFileIsRewritten)
     EXPECT_EQ(zq::desktopFileSnapshotCount(), baseline);
 
     EXPECT_EQ(readDisk(file), "rewritten by us");
-}
-
-TEST_F(DesktopHostTest, EveryStatSnapshotIsReleased)
-{
-    std::string file = path("f.bin");
-    writeDisk(file, std::string("a\0b", 3));
-    unsigned char* bytes = nullptr;
-    std::size_t size = 0;
-    ASSERT_TRUE(zqfs_read_entire_file(file.c_str(), &bytes, &size));
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(bytes), size), std::string("a\0b", 3));
-    zqfs_free(bytes);
-    for (const char* mode : {"r+", "a", "w"})
-    {
-        zqfs_file* handle = zqfs_fopen(file.c_str(), mode);
-        ASSERT_NE(handle, nullptr) << mode;
-        zqfs_fclose(handle);
-    }
-    EXPECT_EQ(readDisk(file), ""); // "w" emptied it at close
-    writeDisk(file, "moved");
-    EXPECT_EQ(zqfs_rename(file.c_str(), path("g.bin").c_str()), 0);
-    EXPECT_FALSE(fs::exists(file));
-    EXPECT_EQ(readDisk(path("g.bin")), "moved");
-    EXPECT_EQ(zq::desktopFileSnapshotCount(), baseline);
 }
 
 TEST_F(DesktopHostTest, MissingFilesAndDirectoriesCannotBeRead)
@@ -755,68 +701,6 @@ TEST_F(FileStreamTest, OpenFlagsMapOntoFileModes)
     EXPECT_EQ(host.file("new"), "");
 }
 
-TEST_F(FileStreamTest, ReadsInPiecesOf512UntilAShortOne)
-{
-    std::string contents;
-    for (int i = 0; i < 1300; ++i)
-    {
-        contents.push_back(static_cast<char>('a' + i % 26));
-    }
-    host.putFile("script.lua", contents);
-    zq::fstream stream("script.lua", zq::fstream::in | zq::fstream::binary);
-    ASSERT_TRUE(stream.is_open());
-    std::string text;
-    std::vector<std::size_t> pieces;
-    char piece[512];
-    do
-    {
-        stream.read(piece, sizeof piece);
-        text.append(piece, stream.gcount());
-        pieces.push_back(stream.gcount());
-    } while (stream.gcount() == sizeof piece);
-    EXPECT_EQ(text, contents);
-    EXPECT_EQ(pieces, (std::vector<std::size_t>{512, 512, 276}));
-    EXPECT_TRUE(stream.eof());
-    EXPECT_TRUE(stream.fail());
-    stream.read(piece, 1); // a failed stream reads nothing until cleared
-    EXPECT_EQ(stream.gcount(), 0u);
-    stream.clear();
-    stream.seekg(-3, zq::fstream::end);
-    std::string tail;
-    stream.read_to_end(tail);
-    EXPECT_EQ(tail, contents.substr(1297));
-    EXPECT_EQ(stream.gcount(), 3u);
-}
-
-TEST_F(FileStreamTest, SeekAndTellShareOnePosition)
-{
-    host.putFile("s", "0123456789");
-    zq::fstream stream("s", zq::fstream::in | zq::fstream::out);
-    ASSERT_TRUE(stream.is_open());
-    stream.seekg(0, zq::fstream::end);
-    EXPECT_EQ(stream.tellg(), 10);
-    stream.seekg(2, zq::fstream::beg).seekp(3, zq::fstream::cur);
-    EXPECT_EQ(stream.tellg(), 5);
-    EXPECT_EQ(stream.tellp(), 5);
-    char c = 0;
-    stream.read(&c, 1);
-    EXPECT_EQ(c, '5');
-
-    stream.seekg(-1, zq::fstream::beg);
-    EXPECT_TRUE(stream.fail());
-    EXPECT_EQ(stream.tellg(), -1);
-    stream.clear();
-    EXPECT_EQ(stream.tellg(), 6);
-
-    stream.seekp(12).write("!", 1); // past the end: a zero-filled gap
-    EXPECT_TRUE(stream.good());
-    stream.close();
-    EXPECT_FALSE(stream.fail());
-    EXPECT_EQ(host.file("s"), std::string("0123456789\0\0!", 13));
-    stream.close(); // harmless
-    EXPECT_FALSE(stream.is_open());
-}
-
 TEST_F(FileStreamTest, RefusedWritesShowAtFlushAndClose)
 {
     zq::fstream stream("out.bin", zq::fstream::out | zq::fstream::binary);
@@ -841,29 +725,6 @@ TEST_F(FileStreamTest, MovingHandsTheFileOver)
     third = std::move(second);
     third.close();
     EXPECT_EQ(host.file("m"), "moved");
-}
-
-TEST_F(DesktopHostTest, FileStreamWritesAndReadsBackRealFiles)
-{
-    std::string file = path("stream.txt");
-    {
-        zq::fstream writer(file, zq::fstream::out | zq::fstream::trunc);
-        ASSERT_TRUE(writer.is_open());
-        writer.write("line one\n", 9).write("line two\n", 9);
-        EXPECT_TRUE(writer.good());
-        EXPECT_FALSE(fs::exists(file) && fs::file_size(file) != 0);
-    }
-    EXPECT_EQ(readDisk(file), "line one\nline two\n");
-    zq::fstream reader(file, zq::fstream::in);
-    std::string all;
-    reader.read_to_end(all);
-    EXPECT_EQ(all, "line one\nline two\n");
-    reader.close();
-    {
-        zq::fstream appender(file, zq::fstream::app);
-        appender.write("three", 5);
-    }
-    EXPECT_EQ(readDisk(file), "line one\nline two\nthree");
 }
 
 } // namespace

@@ -1,14 +1,13 @@
-// The parser: node lines, number literals, and every message the lexer and parser can give (tree shapes
-// show in tests/scripts/parser; deep nesting: tests/adversarial; tokens: tests/scripts/lexer).
+// The parser: node lines (which an uncaught error names) and every message the lexer and parser can give
+// (tree shapes show in tests/scripts/parser, number literals in tests/scripts/lexer, deep nesting in
+// tests/adversarial).
 #include "frontend/Compiler.hpp"
 
 #include "support/Errors.hpp"
 
 #include <gtest/gtest.h>
 
-
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -76,40 +75,6 @@ TEST(ParserTest, NodeLines)
     EXPECT_EQ(asStmt<FunctionDeclarationStmt>(chunk[5])->function->line, 8u);
     EXPECT_EQ(asStmt<AssignmentStmt>(chunk[6])->targets[0].line, 10u);
     EXPECT_EQ(asStmt<AssignmentStmt>(chunk[8])->targets[0].line, 16u);
-}
-
-TEST(ParserTest, IntegerLiteralsWrapOrBecomeFloats)
-{
-    const auto integer = [](const std::string& text)
-    {
-        auto lit = asExpr<LiteralExpr>(expr(text));
-        EXPECT_TRUE(lit && lit->value.isInteger()) << text;
-        return lit && lit->value.isInteger() ? lit->value.integer() : 0;
-    };
-    const auto number = [](const std::string& text)
-    {
-        auto lit = asExpr<LiteralExpr>(expr(text));
-        EXPECT_TRUE(lit && lit->value.isFloat()) << text;
-        return lit && lit->value.isFloat() ? lit->value.number() : -1.0;
-    };
-    EXPECT_EQ(integer("0xFFFFFFFFFFFFFFFF"), -1);
-    EXPECT_EQ(integer("0x10000000000000001"), 1); // only the last 16 digits count
-    EXPECT_EQ(integer("0x7fffffffffffffff"), std::numeric_limits<std::int64_t>::max());
-    EXPECT_EQ(integer("0x8000000000000000"), std::numeric_limits<std::int64_t>::min());
-    EXPECT_EQ(integer("0x1F"), 31);
-    EXPECT_EQ(integer("0x"), 0);
-    EXPECT_EQ(integer("0X"), 0);
-    EXPECT_EQ(integer("007"), 7);
-    EXPECT_EQ(integer("9223372036854775807"), std::numeric_limits<std::int64_t>::max());
-    EXPECT_EQ(number("9223372036854775808"), 9223372036854775808.0);
-    EXPECT_EQ(number("100000000000000000000"), 1e20);
-    EXPECT_EQ(number("3.25"), 3.25);
-    EXPECT_EQ(number("0.1"), 0.1);
-    auto negated = asExpr<UnaryExpr>(expr("-9223372036854775808"));
-    ASSERT_TRUE(negated);
-    auto operand = asExpr<LiteralExpr>(negated->operand);
-    ASSERT_TRUE(operand && operand->value.isFloat());
-    EXPECT_EQ(operand->value.number(), 9223372036854775808.0);
 }
 
 TEST(ParserTest, EveryMessageAtItsToken)
