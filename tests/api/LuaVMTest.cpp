@@ -390,6 +390,9 @@ TEST_F(LuaVMFileTest, DamagedContainersReportEachCheck)
     EXPECT_EQ(fails({'V', 'L', 'B', 'C', 1, 0, 0, 0, 0, 0, 0, 0, 1, 0}), "bytecode is truncated");
     const LuaBytecode bad{{'V', 'L', 'B', 'C', 1, 0, 0, 0, 1, 0, 0, 0, 'k', 3, 0, 0, 0, 'x', ' ', '='}};
     EXPECT_EQ(vm.runBytecode(bad).error, "k:1:4: expected expression");
+    LuaBytecode trailing = vm.compileScript("return 7", "seven"); // bytes after the source are ignored
+    trailing.bytes.insert(trailing.bytes.end(), 1000, 0xff);
+    EXPECT_EQ(vm.runBytecode(trailing).value.asInteger(), 7);
 }
 
 TEST_F(LuaVMFileTest, ContainerFilesRoundTripAndSyntaxErrorsWriteNothing)
