@@ -645,62 +645,6 @@ class FileStreamTest : public testhost::TestHostFixture
 {
 };
 
-TEST_F(FileStreamTest, OpenFlagsMapOntoFileModes)
-{
-    using zq::fstream;
-    host.putFile("f", "abc");
-    EXPECT_FALSE(fstream("missing", fstream::in).is_open());
-    for (zq::openmode bad : {fstream::trunc, fstream::in | fstream::trunc, fstream::app | fstream::trunc,
-                             fstream::binary, zq::openmode::none})
-    {
-        fstream stream("f", bad);
-        EXPECT_FALSE(stream.is_open());
-        EXPECT_TRUE(stream.fail());
-    }
-
-    {
-        fstream reader("f", fstream::in | fstream::binary);
-        ASSERT_TRUE(reader.is_open());
-        EXPECT_EQ(reader.tellg(), 0);
-        EXPECT_EQ(reader.tellp(), -1); // cannot write
-        reader.write("x", 1);
-        EXPECT_TRUE(reader.bad());
-    }
-    {
-        fstream update("f", fstream::in | fstream::out);
-        ASSERT_TRUE(update.is_open());
-        update.seekp(0, fstream::end).write("d", 1);
-        update.seekg(0);
-        std::string all;
-        update.read_to_end(all);
-        EXPECT_EQ(all, "abcd");
-    }
-    EXPECT_EQ(host.file("f"), "abcd");
-    {
-        fstream appender("f", fstream::out | fstream::app);
-        EXPECT_EQ(appender.tellg(), -1); // cannot read
-        EXPECT_EQ(appender.tellp(), 4);
-        appender.seekp(0).write("e", 1);
-        char c;
-        EXPECT_TRUE(appender.read(&c, 1).fail());
-    }
-    EXPECT_EQ(host.file("f"), "abcde");
-    {
-        fstream both("f", fstream::in | fstream::out | fstream::trunc);
-        std::string all;
-        EXPECT_TRUE(both.read_to_end(all).eof());
-        EXPECT_EQ(all, "");
-        EXPECT_FALSE(both.fail());
-        EXPECT_EQ(host.file("f"), "abcde"); // replaced only at close
-    }
-    EXPECT_EQ(host.file("f"), "");
-    {
-        fstream writer("new", fstream::out);
-        EXPECT_TRUE(writer.is_open());
-    }
-    EXPECT_EQ(host.file("new"), "");
-}
-
 TEST_F(FileStreamTest, RefusedWritesShowAtFlushAndClose)
 {
     zq::fstream stream("out.bin", zq::fstream::out | zq::fstream::binary);
@@ -712,19 +656,6 @@ TEST_F(FileStreamTest, RefusedWritesShowAtFlushAndClose)
     stream.close();
     EXPECT_TRUE(stream.fail());
     EXPECT_FALSE(host.hasFile("out.bin"));
-}
-
-TEST_F(FileStreamTest, MovingHandsTheFileOver)
-{
-    zq::fstream first("m", zq::fstream::out);
-    first.write("moved", 5);
-    zq::fstream second(std::move(first));
-    EXPECT_FALSE(first.is_open());
-    ASSERT_TRUE(second.is_open());
-    zq::fstream third;
-    third = std::move(second);
-    third.close();
-    EXPECT_EQ(host.file("m"), "moved");
 }
 
 } // namespace
