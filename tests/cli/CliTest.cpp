@@ -1,5 +1,5 @@
 // The velmarlua binary run as a process: the command-line conventions, arg, standard input, file errors,
-// escaped messages, limits, containers and the prompt fed from a pipe.
+// escaped messages, limits, containers and the prompt fed from a pipe (Ctrl-C: PromptTerminalTest).
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -7,8 +7,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -17,7 +15,6 @@
 #include <sstream>
 #include <string>
 #include <vector>
-#include <thread>
 
 namespace
 {
@@ -367,64 +364,6 @@ TEST_F(CliTest, PromptFromAPipe)
     }
     std::ofstream("index.lua") << "os.exit(9)";
     EXPECT_EQ(run("-i", "print('no')").status, 9);
-}
-
-// Ctrl-C at the prompt stops the running line, and the prompt reads the next one.
-// Whether the process has a handler for SIGINT, from the caught-signals mask in /proc.
-bool catchesInterrupt(pid_t pid)
-{
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    std::string line;
-    while (std::getline(status, line))
-    {
-        if (line.rfind("SigCgt:", 0) == 0)
-        {
-            return (std::stoull(line.substr(7), nullptr, 16) >> (SIGINT - 1)) & 1;
-        }
-    }
-    return false;
-}
-
-TEST_F(CliTest, InterruptStopsThePromptsRunningLineOnly)
-{
-    int input[2];
-    ASSERT_EQ(::pipe(input), 0);
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0)
-    {
-        ::dup2(input[0], 0);
-        ::close(input[1]);
-        const int out = ::open("stdout.txt", O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        const int err = ::open("stderr.txt", O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        ::dup2(out, 1);
-        ::dup2(err, 2);
-        ::execl(VELMAR_CLI_PATH, VELMAR_CLI_PATH, "-i", static_cast<char*>(nullptr));
-        ::_exit(127);
-    }
-    ::close(input[0]);
-    // A signal before the console installs its handler would end the process: wait until it catches one.
-    for (int attempt = 0; attempt < 500 && !catchesInterrupt(child); ++attempt)
-    {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    const std::string endless = "while true do end\n";
-    ASSERT_EQ(::write(input[1], endless.data(), endless.size()), static_cast<ssize_t>(endless.size()));
-    // Interrupt until the line reports it: the first signal may come before the line has started.
-    for (int attempt = 0; attempt < 100 && slurp("stderr.txt").empty(); ++attempt)
-    {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        ::kill(child, SIGINT);
-    }
-    const std::string rest = "print('still here')\n";
-    ASSERT_EQ(::write(input[1], rest.data(), rest.size()), static_cast<ssize_t>(rest.size()));
-    ::close(input[1]);
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
-    EXPECT_EQ(slurp("stderr.txt"), "stdin:1: interrupted\n");
-    EXPECT_NE(slurp("stdout.txt").find("still here\n"), std::string::npos);
 }
 
 // Runs velmarlua with the given arguments (not through a shell) and returns its peak resident size in
