@@ -40,26 +40,6 @@ const char* fileLayerMode(openmode mode)
 
 } // namespace
 
-fstream::fstream(fstream&& other) noexcept
-    : file_(std::exchange(other.file_, nullptr)), gcount_(other.gcount_), state_(other.state_),
-      canRead_(other.canRead_), canWrite_(other.canWrite_)
-{
-}
-
-fstream& fstream::operator=(fstream&& other) noexcept
-{
-    if (this != &other)
-    {
-        close();
-        file_ = std::exchange(other.file_, nullptr);
-        gcount_ = other.gcount_;
-        state_ = other.state_;
-        canRead_ = other.canRead_;
-        canWrite_ = other.canWrite_;
-    }
-    return *this;
-}
-
 fstream::~fstream()
 {
     if (file_ != nullptr)
@@ -113,39 +93,6 @@ fstream& fstream::read(char* dest, std::size_t count)
     {
         state_ |= kEofBit | kFailBit;
     }
-    return *this;
-}
-
-fstream& fstream::read_to_end(std::string& out)
-{
-    gcount_ = 0;
-    if (file_ == nullptr || !canRead_ || !good())
-    {
-        state_ |= kFailBit;
-        return *this;
-    }
-    long position = zqfs_ftell(file_);
-    if (zqfs_fseek(file_, 0, 2) == 0)
-    {
-        // An ordinary file knows its length: read the rest in one piece.
-        long length = zqfs_ftell(file_);
-        zqfs_fseek(file_, position, 0);
-        if (length > position)
-        {
-            std::size_t start = out.size();
-            out.resize(start + static_cast<std::size_t>(length - position));
-            gcount_ = zqfs_fread(out.data() + start, 1, out.size() - start, file_);
-            out.resize(start + gcount_);
-        }
-    }
-    char piece[512];
-    // Console input has no end to seek to; it ends when the host has no more lines.
-    for (std::size_t got; (got = zqfs_fread(piece, 1, sizeof piece, file_)) > 0;)
-    {
-        out.append(piece, got);
-        gcount_ += got;
-    }
-    state_ |= kEofBit;
     return *this;
 }
 

@@ -70,10 +70,9 @@ public:
 
     fstream() = default;
     fstream(const std::string& path, openmode mode) { open(path, mode); }
+    // A stream is shared, never copied or moved: an open file belongs to one place.
     fstream(const fstream&) = delete;
     fstream& operator=(const fstream&) = delete;
-    fstream(fstream&& other) noexcept;
-    fstream& operator=(fstream&& other) noexcept;
     ~fstream();
 
     // Opens `path`; an open stream is closed first. On failure the stream is closed and fail() is true.
@@ -85,8 +84,6 @@ public:
     // Reads up to `count` bytes; fewer sets eof and fail. gcount() tells how many arrived.
     fstream& read(char* dest, std::size_t count);
     std::size_t gcount() const { return gcount_; }
-    // Appends everything from the read position to the end to `out` and sets eof (not fail).
-    fstream& read_to_end(std::string& out);
     // Writes `count` bytes at the write position; a refused write sets bad and fail.
     fstream& write(const char* src, std::size_t count);
     // Hands the file to its host now; a refusal sets bad and fail.

@@ -151,12 +151,6 @@ public:
     sregex_iterator(const char* first, const char* last, regex&& re, regex_budget* budget = nullptr) = delete;
 
     sregex_iterator& operator++();
-    sregex_iterator operator++(int)
-    {
-        sregex_iterator before = *this;
-        ++*this;
-        return before;
-    }
 
     const match_results& operator*() const noexcept { return match_; }
     const match_results* operator->() const noexcept { return &match_; }

@@ -103,6 +103,8 @@ TEST(LuaVMTest, FailedRunKeepsEarlierGlobalsAndTheVmUsable)
     const LuaResult result = run(vm, "counter = counter + 1 return counter");
     ASSERT_TRUE(result.success) << result.error;
     EXPECT_EQ(result.value.asInteger(), 42);
+    // A break that escapes a function called outside every loop ends the run too.
+    EXPECT_EQ(run(vm, "local function f()\n  break\nend\nf()").error, "main.lua:2: break outside a loop");
 }
 
 // ---- Globals and bridging ----

@@ -217,6 +217,8 @@ TEST_F(PromptTerminalTest, CtrlCDropsTheLineOrStopsTheRun)
     terminal.press("Enter");
     EXPECT_TRUE(terminal.shows("\non\n>\n"));
     EXPECT_EQ(terminal.screen().find("\ndropped"), std::string::npos);
+    terminal.press("C-d"); // a clean exit after an interrupted run
+    EXPECT_TRUE(terminal.shows("[exit 0]"));
 }
 
 // A terminal that libedit does not serve: plain lines, Ctrl-C still drops one, and Esc with Enter leaves.

@@ -25,9 +25,21 @@ namespace
 using Lines = std::vector<std::string>;
 namespace fs = std::filesystem;
 
-class FileLayerTest : public testhost::TestHostFixture
+// Every case runs twice: on a boot-sized table, where the host owns the bytes a stat hands out, and on
+// a full one, where each stat's bytes must come back through the release slot exactly once (the
+// fixture checks at the end).
+class FileLayerTest : public testhost::TestHostFixture, public testing::WithParamInterface<bool>
 {
   protected:
+    void SetUp() override
+    {
+        TestHostFixture::SetUp();
+        if (GetParam())
+        {
+            host.enableReleaseSlot();
+        }
+    }
+
     // Every byte a handle yields through getc until the end.
     static std::string drain(zqfs_file* file)
     {
@@ -44,7 +56,7 @@ class FileLayerTest : public testhost::TestHostFixture
     }
 };
 
-TEST_F(FileLayerTest, ModeLettersAreFoundAnywhereInTheMode)
+TEST_P(FileLayerTest, ModeLettersAreFoundAnywhereInTheMode)
 {
     host.putFile("f", "abc");
     zqfs_file* readOnly = zqfs_fopen("f", "xyzr!");
@@ -67,7 +79,7 @@ TEST_F(FileLayerTest, ModeLettersAreFoundAnywhereInTheMode)
     EXPECT_EQ(host.file("f"), "");
 }
 
-TEST_F(FileLayerTest, MissingFileFailsOnlyForReadOnlyModes)
+TEST_P(FileLayerTest, MissingFileFailsOnlyForReadOnlyModes)
 {
     zq_errno = 0;
     EXPECT_EQ(zqfs_fopen("missing", "r"), nullptr);
@@ -91,7 +103,7 @@ TEST_F(FileLayerTest, MissingFileFailsOnlyForReadOnlyModes)
     }
 }
 
-TEST_F(FileLayerTest, WriteModeReplacesTheFileAtFlushNotAtOpen)
+TEST_P(FileLayerTest, WriteModeReplacesTheFileAtFlushNotAtOpen)
 {
     host.putFile("f", "old contents");
     zqfs_file* file = zqfs_fopen("f", "w");
@@ -108,7 +120,7 @@ TEST_F(FileLayerTest, WriteModeReplacesTheFileAtFlushNotAtOpen)
     EXPECT_EQ(host.writes[0], (std::pair<std::string, std::string>{"f", "new"}));
 }
 
-TEST_F(FileLayerTest, AppendModeWritesAtTheEndWhereverThePositionIs)
+TEST_P(FileLayerTest, AppendModeWritesAtTheEndWhereverThePositionIs)
 {
     host.putFile("log", "ab");
     zqfs_file* file = zqfs_fopen("log", "a");
@@ -122,7 +134,7 @@ TEST_F(FileLayerTest, AppendModeWritesAtTheEndWhereverThePositionIs)
     EXPECT_EQ(host.file("log"), "abc");
 }
 
-TEST_F(FileLayerTest, WritingPastTheEndFillsTheGapWithZeros)
+TEST_P(FileLayerTest, WritingPastTheEndFillsTheGapWithZeros)
 {
     zqfs_file* file = zqfs_fopen("g", "w");
     ASSERT_NE(file, nullptr);
@@ -136,7 +148,7 @@ TEST_F(FileLayerTest, WritingPastTheEndFillsTheGapWithZeros)
     EXPECT_EQ(host.file("g"), std::string("\0\0\0\0x\0\0yz", 9));
 }
 
-TEST_F(FileLayerTest, ReadOnlyHandlesNeverWriteBack)
+TEST_P(FileLayerTest, ReadOnlyHandlesNeverWriteBack)
 {
     host.putFile("r", "keep");
     zqfs_file* file = zqfs_fopen("r", "r");
@@ -150,7 +162,7 @@ TEST_F(FileLayerTest, ReadOnlyHandlesNeverWriteBack)
     EXPECT_EQ(host.file("r"), "keep");
 }
 
-TEST_F(FileLayerTest, NamesAreCutTo240Characters)
+TEST_P(FileLayerTest, NamesAreCutTo240Characters)
 {
     std::string longName(300, 'n');
     zqfs_file* file = zqfs_fopen(longName.c_str(), "w");
@@ -167,7 +179,7 @@ TEST_F(FileLayerTest, NamesAreCutTo240Characters)
     zqfs_fclose(file);
 }
 
-TEST_F(FileLayerTest, ConsoleInputReadsHostLinesEachEndingInALineFeed)
+TEST_P(FileLayerTest, ConsoleInputReadsHostLinesEachEndingInALineFeed)
 {
     host.input = {"first", "", "third"};
     zqfs_file* in = zqfs_fopen("__zqfs_stdin", "w"); // the mode does not matter
@@ -188,7 +200,7 @@ TEST_F(FileLayerTest, ConsoleInputReadsHostLinesEachEndingInALineFeed)
     EXPECT_EQ(host.stats, 0);
 }
 
-TEST_F(FileLayerTest, ConsoleOutputHandlesWriteToTheConsoleAndCannotSeek)
+TEST_P(FileLayerTest, ConsoleOutputHandlesWriteToTheConsoleAndCannotSeek)
 {
     zqfs_file* out = zqfs_fopen("__zqfs_stdout", "r");
     zqfs_file* err = zqfs_fopen("__zqfs_stderr", "");
@@ -211,7 +223,7 @@ TEST_F(FileLayerTest, ConsoleOutputHandlesWriteToTheConsoleAndCannotSeek)
     EXPECT_TRUE(host.writes.empty());
 }
 
-TEST_F(FileLayerTest, FailedSeeksLeaveThePositionAndSetTheErrorFlag)
+TEST_P(FileLayerTest, FailedSeeksLeaveThePositionAndSetTheErrorFlag)
 {
     host.putFile("s", "0123456789");
     zqfs_file* file = zqfs_fopen("s", "r");
@@ -241,7 +253,7 @@ TEST_F(FileLayerTest, FailedSeeksLeaveThePositionAndSetTheErrorFlag)
     zqfs_fclose(file);
 }
 
-TEST_F(FileLayerTest, PushbackComesFirstAndSeekingDropsIt)
+TEST_P(FileLayerTest, PushbackComesFirstAndSeekingDropsIt)
 {
     host.putFile("p", "ab");
     zqfs_file* file = zqfs_fopen("p", "r");
@@ -271,7 +283,7 @@ TEST_F(FileLayerTest, PushbackComesFirstAndSeekingDropsIt)
     zqfs_fclose(file);
 }
 
-TEST_F(FileLayerTest, FreadCountsWholeItemsAndConsumesAPartialOne)
+TEST_P(FileLayerTest, FreadCountsWholeItemsAndConsumesAPartialOne)
 {
     host.putFile("d", "0123456789");
     zqfs_file* file = zqfs_fopen("d", "r");
@@ -285,7 +297,7 @@ TEST_F(FileLayerTest, FreadCountsWholeItemsAndConsumesAPartialOne)
     zqfs_fclose(file);
 }
 
-TEST_F(FileLayerTest, RenameCopiesThenDeletesAndReportsWhyItFailed)
+TEST_P(FileLayerTest, RenameCopiesThenDeletesAndReportsWhyItFailed)
 {
     host.putFile("a", "AAA");
     EXPECT_EQ(zqfs_rename("a", "b"), 0);
@@ -313,7 +325,7 @@ TEST_F(FileLayerTest, RenameCopiesThenDeletesAndReportsWhyItFailed)
     EXPECT_EQ(zq_errno, 22);
 }
 
-TEST_F(FileLayerTest, RefusedFlushKeepsTheChangesForALaterTry)
+TEST_P(FileLayerTest, RefusedFlushKeepsTheChangesForALaterTry)
 {
     zqfs_file* file = zqfs_fopen("f", "w");
     ASSERT_NE(file, nullptr);
@@ -333,7 +345,7 @@ TEST_F(FileLayerTest, RefusedFlushKeepsTheChangesForALaterTry)
     EXPECT_EQ(host.file("f"), "data");
 }
 
-TEST_F(FileLayerTest, AllocationFailuresReportOutOfMemory)
+TEST_P(FileLayerTest, AllocationFailuresReportOutOfMemory)
 {
     host.failAllocate = true;
     zq_errno = 0;
@@ -354,7 +366,7 @@ TEST_F(FileLayerTest, AllocationFailuresReportOutOfMemory)
     EXPECT_EQ(host.file("x"), std::string(200, 'a'));
 }
 
-TEST_F(FileLayerTest, WithoutAValidTableFilesCannotBeOpened)
+TEST_P(FileLayerTest, WithoutAValidTableFilesCannotBeOpened)
 {
     host.putFile("f", "x");
     host.table.live = 0;
@@ -367,7 +379,7 @@ TEST_F(FileLayerTest, WithoutAValidTableFilesCannotBeOpened)
     EXPECT_EQ(host.file("f"), "x");
 }
 
-TEST_F(FileLayerTest, WholeFileHelpers)
+TEST_P(FileLayerTest, WholeFileHelpers)
 {
     host.putFile("bin", std::string("by\0tes", 6));
     unsigned char* bytes = nullptr;
@@ -399,7 +411,7 @@ TEST_F(FileLayerTest, WholeFileHelpers)
     EXPECT_EQ(zq_errno, 5);
 }
 
-TEST_F(FileLayerTest, RemoveReportsRefusalAndNullNames)
+TEST_P(FileLayerTest, RemoveReportsRefusalAndNullNames)
 {
     host.putFile("f", "1");
     EXPECT_EQ(zqfs_remove("f"), 0);
@@ -410,7 +422,7 @@ TEST_F(FileLayerTest, RemoveReportsRefusalAndNullNames)
     EXPECT_EQ(zq_errno, 22);
 }
 
-TEST_F(FileLayerTest, NullHandlesAndArguments)
+TEST_P(FileLayerTest, NullHandlesAndArguments)
 {
     EXPECT_EQ(zqfs_fclose(nullptr), 0);
     zq_errno = 0;
@@ -426,7 +438,7 @@ TEST_F(FileLayerTest, NullHandlesAndArguments)
     EXPECT_EQ(zq_errno, 22);
 }
 
-TEST_F(FileLayerTest, FreopenClosesTheOldHandleFirst)
+TEST_P(FileLayerTest, FreopenClosesTheOldHandleFirst)
 {
     zqfs_file* file = zqfs_fopen("one", "w");
     ASSERT_NE(file, nullptr);
@@ -437,7 +449,7 @@ TEST_F(FileLayerTest, FreopenClosesTheOldHandleFirst)
     zqfs_fclose(file);
 }
 
-TEST_F(FileLayerTest, ErrorTexts)
+TEST_P(FileLayerTest, ErrorTexts)
 {
     const std::vector<std::pair<int, const char*>> texts = {{0, "ok"},
                                                             {2, "no such file"},
@@ -456,7 +468,7 @@ TEST_F(FileLayerTest, ErrorTexts)
     }
 }
 
-TEST_F(FileLayerTest, ImageEntryPointsHaveNoImageOfTheirOwn)
+TEST_P(FileLayerTest, ImageEntryPointsHaveNoImageOfTheirOwn)
 {
     EXPECT_EQ(zqfs_mount_image("img", 3), 0);
     EXPECT_TRUE(zqfs_is_mounted());
@@ -471,6 +483,9 @@ TEST_F(FileLayerTest, ImageEntryPointsHaveNoImageOfTheirOwn)
     zqfs_clear_virtual_files();
     EXPECT_EQ(host.file("v.lua"), "print(1)");
 }
+
+INSTANTIATE_TEST_SUITE_P(HostTables, FileLayerTest, testing::Bool(),
+                         [](const testing::TestParamInfo<bool>& info) { return info.param ? "Full" : "Boot"; });
 
 // The built-in desktop table over real files in a fresh directory.
 class DesktopHostTest : public ::testing::Test
