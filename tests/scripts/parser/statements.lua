@@ -31,6 +31,11 @@ print("call through fields", chain.a.b.c(), chain["a"]["b"].c())
 print("call on next line"
 )
 local s = "x" local n = #s print("length statement", n)
+local nest = {b = {}}
+;(nest).b.x = 4
+print("parenthesised target", nest.b.x)
+function nest.b:twice(self) return self end
+print("a parameter named self hides the receiver", nest.b:twice(7))
 print("before top-level return")
 return;
 print("never")
