@@ -6,59 +6,33 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace
 {
 
-TEST(NumberFormatTest, DoublesShowSixDecimals)
+TEST(NumberFormatTest, SixDecimalsCarriesSignsSpecialsAndSaturation)
 {
-    EXPECT_EQ(zq::to_string(0.5), "0.500000");
-    EXPECT_EQ(zq::to_string(1.0), "1.000000");
-    EXPECT_EQ(zq::to_string(2.5), "2.500000");
-    EXPECT_EQ(zq::to_string(-1.25), "-1.250000");
-    EXPECT_EQ(zq::to_string(3.14159265), "3.141593");
-}
-
-TEST(NumberFormatTest, RoundingCarriesIntoTheIntegerPart)
-{
-    EXPECT_EQ(zq::to_string(0.9999999), "1.000000");
-    EXPECT_EQ(zq::to_string(-9.9999996), "-10.000000");
-    EXPECT_EQ(zq::to_string(0.0000004), "0.000000");
-    EXPECT_EQ(zq::to_string(0.0000005), "0.000001");
-}
-
-TEST(NumberFormatTest, ZeroKeepsItsSign)
-{
-    EXPECT_EQ(zq::to_string(0.0), "0.000000");
-    EXPECT_EQ(zq::to_string(-0.0), "-0.000000");
-}
-
-TEST(NumberFormatTest, SpecialValuesHaveNoDecimals)
-{
-    EXPECT_EQ(zq::to_string(std::numeric_limits<double>::quiet_NaN()), "nan");
-    EXPECT_EQ(zq::to_string(-std::numeric_limits<double>::quiet_NaN()), "nan");
-    EXPECT_EQ(zq::to_string(std::numeric_limits<double>::infinity()), "inf");
-    EXPECT_EQ(zq::to_string(-std::numeric_limits<double>::infinity()), "-inf");
-}
-
-TEST(NumberFormatTest, HugeMagnitudesSaturateTheIntegerPart)
-{
-    EXPECT_EQ(zq::to_string(1e300), "18446744073709551615.000000");
-    EXPECT_EQ(zq::to_string(9007199254740993.0), "9007199254740992.000000");
-}
-
-TEST(NumberFormatTest, IntegersArePlainDecimal)
-{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double inf = std::numeric_limits<double>::infinity();
+    const std::pair<double, const char*> doubles[] = {
+        {0.5, "0.500000"}, {-1.25, "-1.250000"}, {3.14159265, "3.141593"},
+        // Rounding carries into the integer part, in both signs.
+        {0.9999999, "1.000000"}, {-9.9999996, "-10.000000"}, {0.0000004, "0.000000"}, {0.0000005, "0.000001"},
+        {0.0, "0.000000"}, {-0.0, "-0.000000"}, // zero keeps its sign
+        {nan, "nan"}, {-nan, "nan"}, {inf, "inf"}, {-inf, "-inf"},
+        // The integer part saturates at 2^64 - 1; a double keeps its own value, not its literal's.
+        {1e300, "18446744073709551615.000000"}, {9007199254740993.0, "9007199254740992.000000"},
+    };
+    for (const auto& [value, text] : doubles)
+    {
+        EXPECT_EQ(zq::to_string(value), text);
+    }
     EXPECT_EQ(zq::to_string(0LL), "0");
     EXPECT_EQ(zq::to_string(-42LL), "-42");
     EXPECT_EQ(zq::to_string(std::numeric_limits<long long>::min()), "-9223372036854775808");
     EXPECT_EQ(zq::to_string(std::numeric_limits<long long>::max()), "9223372036854775807");
 }
-
-} // namespace
-
-namespace
-{
 
 // floorExact and roundExact agree with the C library's floor and round (exact on this desktop) on the
 // edges where a soft-float library went wrong: large negative values with a fraction, halves, zeros of
