@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -58,6 +60,11 @@ TEST(LuaValueTest, ConstructorsAccessorsAndTruth)
     EXPECT_EQ(thrown([] { (void)LuaValue(1).asBoolean(); }), "value is not boolean");
     EXPECT_EQ(thrown([] { (void)LuaValue("x").asInteger(); }), "value is not numeric");
     EXPECT_EQ(thrown([] { (void)LuaValue().asArray(); }), "value is not an array");
+    EXPECT_EQ(thrown([] { (void)LuaValue("x").asFloat(); }), "value is not numeric");
+    // Floats outside the integer range saturate, NaN reads as 0: a host never traps on a conversion.
+    EXPECT_EQ(LuaValue(1e300).asInteger(), INT64_MAX);
+    EXPECT_EQ(LuaValue(-1e300).asInteger(), INT64_MIN);
+    EXPECT_EQ(LuaValue(std::nan("")).asInteger(), 0);
     EXPECT_FALSE(LuaValue().isTruthy());
     EXPECT_FALSE(LuaValue(false).isTruthy());
     EXPECT_TRUE(LuaValue(0).isTruthy());
@@ -74,6 +81,15 @@ TEST(LuaValueTest, TextsKeepInsertionOrderAndCopiesShare)
     EXPECT_EQ(LuaValue(std::vector<LuaValue>{LuaValue(1), LuaValue("a"), LuaValue::makeMap()}).toString(), "[1, a, {}]");
     EXPECT_EQ(LuaValue(std::shared_ptr<velmar::lua::LuaFunctionHandle>()).toString(), "[function anonymous]");
     EXPECT_EQ(LuaVM::valueToString(LuaValue(true)), "true");
+    // Erasing keeps the order of the rest and the index of each key behind it.
+    LuaMap ordered{{"a", LuaValue(1)}, {"b", LuaValue(2)}, {"c", LuaValue(3)}, {"a", LuaValue(4)}};
+    EXPECT_FALSE(ordered.erase("z"));
+    EXPECT_TRUE(ordered.erase("a"));
+    ordered.insert_or_assign("d", LuaValue(5));
+    const LuaMap& view = ordered;
+    EXPECT_EQ(view.find("c")->asInteger(), 3);
+    EXPECT_EQ(view.find("a"), nullptr);
+    EXPECT_EQ(LuaValue(ordered).toString(), "{b: 2, c: 3, d: 5}");
     LuaValue array = LuaValue::makeArray();
     LuaValue copy = array;
     copy.asArray().push_back(LuaValue(7));
