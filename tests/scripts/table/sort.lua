@@ -66,6 +66,11 @@ print("comparator error", pcall(table.sort, failing, function(a, b)
     return a < b
 end))
 print("nothing lost", failing)
+local far = {}
+far[70] = 0 -- key 70 lives in the hash part, behind the array that 1 to 69 fill
+for i = 1, 69 do far[i] = i end
+table.sort(far, function(a, b) return a > b end)
+print("comparator over the hash part", #far, far[1], far[2], far[69], far[70])
 print("bad comparator", pcall(table.sort, {2, 1}, 5))
 print("nil comparator", pcall(table.sort, {2, 1}, nil))
 print("comparison error", pcall(table.sort, {1, "x"}, function(a, b) return a < b end))
