@@ -268,121 +268,77 @@ MultiValue LuaVM::Impl::callHandle(LuaFunctionHandle* handle, ValueSpan argument
 // Evaluates a call's arguments left to right straight into the first `bound` slots of the callee's
 // frame; the others are evaluated for their effects and dropped. Only a final call expands, and only
 // into the slots that are left.
-[[gnu::always_inline]] inline void LuaVM::Impl::bindArguments(const CallExpr& call, Value* receiver, Value* slots,
-                                                             std::size_t bound, Environment* environment)
+
+// Where a call's arguments go, one after another. A frame on the evaluator's stack starts unmade and
+// each argument is made in its slot (no nil to overwrite, no value to move; a failing argument leaves
+// only the made ones to free). A shared frame's slots are already nil (its allocation is sized by them)
+// and are assigned.
+struct UnmadeSlots
 {
-    std::size_t next = 0;
-    if (receiver)
+    FrameSlots& slots;
+    template <typename Make> [[gnu::always_inline]] void make(Make&& value)
     {
-        if (bound != 0)
-        {
-            slots[0] = std::move(*receiver);
-        }
-        next = 1;
+        ::new (static_cast<void*>(slots.nextUnmade())) Value(value());
+        slots.constructed();
     }
-    const std::vector<ExprPtr>& arguments = call.arguments;
-    const std::size_t count = arguments.size();
-    if (call.plainArguments) [[likely]] // decided once for the node: no count to charge, no final call
+};
+
+struct NilSlots
+{
+    Value* next;
+    template <typename Make> [[gnu::always_inline]] void make(Make&& value) { *next++ = value(); }
+};
+
+// A final argument call whose results fill several slots; out of line, so that its list stays out of
+// the call path's machine frame.
+template <typename Slots>
+[[gnu::noinline]] static void spreadResults(LuaVM::Impl& vm, const CallExpr& call, Slots slots, std::size_t room,
+                                            Environment* environment)
+{
+    MultiValue results = vm.invokeCall<MultiValue>(call, environment);
+    for (std::size_t i = 0; i < results.size() && i < room; ++i)
     {
-        for (std::size_t i = 0; i < count; ++i, ++next)
-        {
-            Value value = evaluateExpression(*arguments[i], environment);
-            if (next < bound)
-            {
-                slots[next] = std::move(value);
-            }
-        }
-        return;
-    }
-    if (count >= kItemsPerStep) [[unlikely]]
-    {
-        countManyArguments(count, call.line);
-    }
-    for (std::size_t i = 0; i < count; ++i, ++next)
-    {
-        const Expr& argument = *arguments[i];
-        if (i + 1 == count && argument.kind == ExprKind::Call)
-        {
-            const auto& inner = static_cast<const CallExpr&>(argument);
-            if (next + 1 >= bound) // one result at most is kept
-            {
-                Value result = invokeCall<Value>(inner, environment);
-                if (next < bound)
-                {
-                    slots[next] = std::move(result);
-                }
-                return;
-            }
-            spreadResults(inner, slots + next, bound - next, environment);
-            return;
-        }
-        Value value = evaluateExpression(argument, environment);
-        if (next < bound)
-        {
-            slots[next] = std::move(value);
-        }
+        slots.make([&] { return std::move(results[i]); });
     }
 }
 
-// bindArguments for a frame whose slots are unmade: each argument is made straight in its slot (no nil
-// to overwrite, no value to move), the receiver first; a failing argument leaves only the made ones to
-// free. The caller fills the rest of the frame.
-[[gnu::always_inline]] inline void LuaVM::Impl::makeArguments(const CallExpr& call, Value* receiver, FrameSlots& slots,
-                                                             std::size_t bound, Environment* environment)
+// The receiver, then each argument in order into the first `bound` slots (the parameters the frame
+// has); extra arguments are evaluated and dropped, and only a final call expands into several.
+template <typename Slots>
+[[gnu::always_inline]] inline void bindArguments(LuaVM::Impl& vm, const CallExpr& call, Value* receiver,
+                                                 Slots slots, std::size_t bound, Environment* environment)
 {
+    const std::vector<ExprPtr>& arguments = call.arguments;
+    const std::size_t count = arguments.size();
+    if (!call.plainArguments && count >= LuaVM::Impl::kItemsPerStep) [[unlikely]]
+    {
+        vm.countManyArguments(count, call.line);
+    }
     std::size_t next = 0;
     if (receiver)
     {
         if (bound != 0)
         {
-            ::new (static_cast<void*>(slots.nextUnmade())) Value(std::move(*receiver));
-            slots.constructed();
+            slots.make([&] { return std::move(*receiver); });
         }
         next = 1;
     }
-    const std::vector<ExprPtr>& arguments = call.arguments;
-    const std::size_t count = arguments.size();
     for (std::size_t i = 0; i < count; ++i, ++next)
     {
         const Expr& argument = *arguments[i];
         if (next + 1 < bound && i + 1 == count && argument.kind == ExprKind::Call) [[unlikely]]
         {
-            spreadInto(static_cast<const CallExpr&>(argument), slots, bound - next, environment);
-            return; // only a final call expands, and only into the slots that are left
+            spreadResults(vm, static_cast<const CallExpr&>(argument), slots, bound - next, environment);
+            return;
         }
         if (next < bound)
         {
-            ::new (static_cast<void*>(slots.nextUnmade())) Value(evaluateExpression(argument, environment));
-            slots.constructed();
+            slots.make([&] { return vm.evaluateExpression(argument, environment); });
         }
         else
         {
-            evaluateExpression(argument, environment); // extra arguments are evaluated and dropped
+            vm.evaluateExpression(argument, environment);
         }
-    }
-}
-
-// A final argument call whose results fill several unmade slots; out of line, so that its list stays
-// out of the call path's machine frame.
-[[gnu::noinline]] void LuaVM::Impl::spreadInto(const CallExpr& call, FrameSlots& slots, std::size_t room,
-                                               Environment* environment)
-{
-    MultiValue results = invokeCall<MultiValue>(call, environment);
-    for (std::size_t i = 0; i < results.size() && i < room; ++i)
-    {
-        ::new (static_cast<void*>(slots.nextUnmade())) Value(std::move(results[i]));
-        slots.constructed();
-    }
-}
-
-// A final argument call whose results fill several parameters.
-[[gnu::noinline]] void LuaVM::Impl::spreadResults(const CallExpr& call, Value* slots, std::size_t bound,
-                                                  Environment* environment)
-{
-    MultiValue results = invokeCall<MultiValue>(call, environment);
-    for (std::size_t i = 0; i < results.size() && i < bound; ++i)
-    {
-        slots[i] = std::move(results[i]);
     }
 }
 
@@ -406,6 +362,13 @@ template <typename Result>
     {
         return results;
     }
+}
+
+// The arguments of a call to a function without parameters or locals, evaluated for their effects;
+// out of line, so that the call path keeps one inlined binding.
+[[gnu::noinline]] static void dropArguments(LuaVM::Impl& vm, const CallExpr& call, Environment* environment)
+{
+    bindArguments(vm, call, nullptr, NilSlots{nullptr}, 0, environment);
 }
 
 // A call in the tree. A script callee gets its frame first and the arguments evaluated into it, so no
@@ -446,7 +409,10 @@ template <typename Result>
     const FunctionExpr& function = *handle->function;
     if (function.frame.size == 0)
     {
-        bindArguments(call, receiver, nullptr, 0, environment);
+        if (!call.arguments.empty()) // a method's receiver is dropped with nothing to evaluate
+        {
+            dropArguments(*this, call, environment);
+        }
         return runScriptCall<Result>(function, handle->closure.get(), call.line); // no parameters or locals: no frame
     }
     if (!function.leanFrame) [[unlikely]]
@@ -455,12 +421,8 @@ template <typename Result>
     }
     Environment frame(frameSlots, function.frame.size, FrameSlots::Unmade{});
     frame.setParent(handle->closure.get());
-    if (!call.plainArguments && call.arguments.size() >= kItemsPerStep) [[unlikely]]
-    {
-        countManyArguments(call.arguments.size(), call.line);
-    }
-    makeArguments(call, receiver, frame.slots, std::min<std::size_t>(function.parameters.size(), function.frame.size),
-                  environment);
+    bindArguments(*this, call, receiver, UnmadeSlots{frame.slots},
+                  std::min<std::size_t>(function.parameters.size(), function.frame.size), environment);
     frame.slots.fillRest(function.frame.size);
     return runScriptCall<Result>(function, &frame, call.line);
 }
@@ -477,14 +439,14 @@ template <typename Result>
     {
         Environment frame(frameSlots, function.frame.size);
         frame.setParent(handle.closure.get());
-        bindArguments(call, receiver, frame.slots.data(), std::min(function.parameters.size(), frame.slotCount()),
-                      environment);
+        bindArguments(*this, call, receiver, NilSlots{frame.slots.data()},
+                      std::min(function.parameters.size(), frame.slotCount()), environment);
         return runScriptCall<Result>(function, &frame, call.line);
     }
     Ref<Environment> frame = Environment::makeShared(function.frame.size);
     frame->setParent(handle.closure.get());
-    bindArguments(call, receiver, frame->slots.data(), std::min(function.parameters.size(), frame->slotCount()),
-                  environment);
+    bindArguments(*this, call, receiver, NilSlots{frame->slots.data()},
+                  std::min(function.parameters.size(), frame->slotCount()), environment);
     return runScriptCall<Result>(function, frame.get(), call.line);
 }
 

@@ -195,12 +195,6 @@ public:
     template <typename Result> Result takePendingReturn();
     MultiValue takeReturnValues(); // what the return statement that ended a chunk left
     template <typename Result> Result evaluateReturnList(const std::vector<ExprPtr>& values, Environment* environment);
-    void bindArguments(const CallExpr& call, Value* receiver, Value* slots, std::size_t bound, Environment* environment);
-    // The same into a frame whose slots are still unmade: each argument is made in its slot.
-    void makeArguments(const CallExpr& call, Value* receiver, FrameSlots& slots, std::size_t bound,
-                       Environment* environment);
-    void spreadInto(const CallExpr& call, FrameSlots& slots, std::size_t room, Environment* environment);
-    void spreadResults(const CallExpr& call, Value* slots, std::size_t bound, Environment* environment);
 
     Value evaluateBinary(const BinaryExpr& expr, Environment* environment);
     Value evaluateTable(const TableExpr& expr, Environment* environment);
