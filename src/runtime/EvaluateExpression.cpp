@@ -618,13 +618,9 @@ Value LuaVM::Impl::evaluateTable(const TableExpr& expr, Environment* environment
         {
             Value value = evaluateExpression(*field.value, environment);
             TableKey key = stringKey(nameKeyOf(field.nameKey, field.name));
-            if (distinct) // a new key: no search for an entry to overwrite
+            if (distinct)
             {
-                if (!value.isNil())
-                {
-                    table->hash.insertNew(key, TableKeyHash{}(key), std::move(value));
-                    ++table->version;
-                }
+                tableInsertNew(table.get(), key, std::move(value));
                 break;
             }
             tableSetByKey(table.get(), key, std::move(value));

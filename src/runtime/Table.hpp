@@ -232,6 +232,17 @@ std::int64_t tableSequenceLength(Table* table, TableWork* work = nullptr);
     return tableGetByKey(table, TableKey::makeInteger(index));
 }
 
+// t[key] = value for a key the table does not hold and that belongs in its hash part (a constructor's
+// distinct names): no search for an entry to overwrite.
+inline void tableInsertNew(Table* table, const TableKey& key, Value&& value)
+{
+    if (!value.isNil()) // nil stores nothing: the table is unchanged
+    {
+        table->hash.insertNew(key, TableKeyHash{}(key), std::move(value));
+        ++table->version;
+    }
+}
+
 // Stores t[index] for an integer index. Overwriting a value in the array with another non-nil one
 // changes neither the border nor the hash part, and appending one where the array has room moves the
 // border only if it was at the end, so both are done here without building a key.
