@@ -31,6 +31,39 @@ struct Attention
         countdown = total < kServiceInterval ? total : kServiceInterval;
         stepsBeyond = total - countdown;
     }
+    // Takes `steps` at once (work one step does not cover); false when they are more than the budget
+    // holds, which is then used up.
+    bool take(std::uint64_t steps) noexcept
+    {
+        if (steps >= countdown + stepsBeyond)
+        {
+            countdown = 0;
+            stepsBeyond = 0;
+            return false;
+        }
+        if (steps < countdown)
+        {
+            countdown -= steps;
+        }
+        else
+        {
+            stepsBeyond -= steps - (countdown - 1);
+            countdown = 1;
+        }
+        return true;
+    }
+    // At a service, the countdown having run out: refills it from the rest of the budget; false when
+    // nothing is left (the budget then stays exhausted until the next run sets it).
+    bool refill() noexcept
+    {
+        if (stepsBeyond == 0)
+        {
+            countdown = 1;
+            return false;
+        }
+        setBudget(stepsBeyond);
+        return true;
+    }
     // On the evaluator's thread: the next step is serviced. The steps the countdown held go back to
     // stepsBeyond, so the budget is unchanged.
     void serviceNextStep() noexcept

@@ -72,14 +72,9 @@ void LuaVM::Impl::serviceStep(std::uint32_t line)
     {
         throw RunAborted{"interrupted", line};
     }
-    if (attention.countdown == 0)
+    if (attention.countdown == 0 && !attention.refill())
     {
-        if (attention.stepsBeyond == 0)
-        {
-            attention.countdown = 1; // stays exhausted until the run ends
-            throw RunAborted{"step limit exceeded", line};
-        }
-        attention.setBudget(attention.stepsBeyond);
+        throw RunAborted{"step limit exceeded", line};
     }
     if (reasons & ValueHeap::kCollectionDue)
     {

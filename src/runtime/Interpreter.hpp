@@ -216,23 +216,11 @@ public:
     // Several steps at once, for work that one step does not cover; the reasons are checked too.
     void spendSteps(std::uint64_t steps, std::uint32_t line)
     {
-        Attention& budget = attention;
-        if (steps >= budget.countdown + budget.stepsBeyond) [[unlikely]]
+        if (!attention.take(steps)) [[unlikely]]
         {
-            budget.countdown = 0;
-            budget.stepsBeyond = 0;
             serviceStep(line); // fails the run: interrupted, or out of steps
         }
-        if (steps < budget.countdown)
-        {
-            budget.countdown -= steps;
-        }
-        else
-        {
-            budget.stepsBeyond -= steps - (budget.countdown - 1);
-            budget.countdown = 1;
-        }
-        if (budget.reasons.load(std::memory_order_relaxed) != 0) [[unlikely]]
+        if (attention.reasons.load(std::memory_order_relaxed) != 0) [[unlikely]]
         {
             serviceStep(line);
         }
