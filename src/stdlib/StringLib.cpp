@@ -142,8 +142,7 @@ MultiValue stringGmatch(LuaVM& vm, ValueSpan args, unsigned line)
         return piece.empty() ? IteratorState::Span{0, 0}
                              : IteratorState::Span{static_cast<std::size_t>(piece.data() - text.data()), piece.size()};
     };
-    const zq::sregex_iterator end;
-    for (zq::sregex_iterator it(text.data(), text.data() + text.size(), re, &budget); it != end; ++it)
+    for (zq::sregex_iterator it(text.data(), text.data() + text.size(), re, &budget); !it.atEnd(); ++it)
     {
         const zq::match_results& match = *it;
         budget.add(kUnitsPerMatch + match.length(0));

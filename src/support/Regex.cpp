@@ -380,13 +380,4 @@ sregex_iterator& sregex_iterator::operator++()
     return *this;
 }
 
-bool sregex_iterator::operator==(const sregex_iterator& other) const noexcept
-{
-    if (atEnd_ || other.atEnd_)
-    {
-        return atEnd_ && other.atEnd_;
-    }
-    return position_ == other.position_ && last_ == other.last_ && regex_ == other.regex_;
-}
-
 } // namespace zq

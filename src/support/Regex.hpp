@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -134,28 +133,21 @@ inline bool regex_search(std::string_view text, match_results& results, const re
     return regex_search(text.data(), text.data() + text.size(), results, re, budget);
 }
 
-// Walks successive matches of [first, last). Each step searches afresh from where the last match ended
-// (one byte further after an empty match), so a leading `^` anchors every step. Holds the regex by address.
+// Walks successive matches of [first, last) until atEnd(). Each step searches afresh from where the last
+// match ended (one byte further after an empty match), so a leading `^` anchors every step. Holds the
+// regex by address.
 class sregex_iterator
 {
 public:
-    using iterator_category = std::forward_iterator_tag;
-    using value_type = match_results;
-    using difference_type = std::ptrdiff_t;
-    using pointer = const match_results*;
-    using reference = const match_results&;
-
-    sregex_iterator() = default;
     // Every search reports its work to `budget` (when not null), which must outlive the iterator.
     sregex_iterator(const char* first, const char* last, const regex& re, regex_budget* budget = nullptr);
     sregex_iterator(const char* first, const char* last, regex&& re, regex_budget* budget = nullptr) = delete;
 
     sregex_iterator& operator++();
+    bool atEnd() const noexcept { return atEnd_; }
 
     const match_results& operator*() const noexcept { return match_; }
     const match_results* operator->() const noexcept { return &match_; }
-
-    bool operator==(const sregex_iterator& other) const noexcept;
 
 private:
     void search();
